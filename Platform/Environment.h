@@ -1,0 +1,28 @@
+// What the process was started with: its variables and the user's directories.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Environment {
+
+/// The variable's value; nothing when it is unset or empty.
+std::optional<std::string> value(const char* name);
+
+/// The current user's home directory: HOME, else the one of the user database. Never empty.
+std::filesystem::path home();
+
+/// `text` with a leading "~" or "~/" replaced by the user's home directory. Other texts, "~name"
+/// among them, come back unchanged.
+std::filesystem::path expandTilde(std::string_view text);
+
+/// Where short-lived files go: TMPDIR, else /tmp.
+std::filesystem::path temporaryDirectory();
+
+/// Per-user data of applications: XDG_DATA_HOME when it is an absolute path, else ~/.local/share
+/// (XDG Base Directory Specification 0.8).
+std::filesystem::path userDataDirectory();
+
+}  // namespace Environment

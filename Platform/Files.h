@@ -1,0 +1,84 @@
+// Files and directories of the local file system. A failure is a FileFailure that names the
+// operation, the path and the system's reason; an ordinary absence is an empty optional.
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Error.h"
+
+class FileFailure : public Error {
+ public:
+  /// `errorNumber` is the errno that the operation left.
+  FileFailure(std::string_view operation, const std::filesystem::path& path, int errorNumber);
+  int errorNumber() const noexcept { return errorNumber_; }
+
+ private:
+  int errorNumber_;
+};
+
+namespace Files {
+
+/// The file's bytes; nothing when there is no such file. Throws FileFailure when it is there and
+/// can't be read (a directory, no permission, an I/O error).
+std::optional<std::string> read(const std::filesystem::path& path);
+
+/// As `read`, with every failure counted as absence.
+std::optional<std::string> readIfPossible(const std::filesystem::path& path) noexcept;
+
+/// Replaces the file as a whole: a reader finds the old bytes or the new ones, never a part. The
+/// bytes go to a hidden neighbour, are flushed to the disk, and take the target's name last. An
+/// existing target keeps its permissions; a new one gets `mode` (cut by the umask). A symbolic link
+/// is followed, so that the link stays. Throws FileFailure; the target is then as it was and no
+/// neighbour is left behind.
+void replace(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
+
+/// Writes over the file in place, keeping its inode, owner and links. The space is reserved before
+/// the first byte changes, so a full disk leaves the old bytes; a crash in the middle may not.
+void overwrite(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
+
+/// Creates a file that must not be there yet; false when the name is taken. The file appears whole.
+bool createNew(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
+
+/// Appends in one write with O_APPEND, so that lines of several processes don't mix.
+void append(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
+
+/// Creates the directory with its parents, each new one with `mode`. One that exists is left alone.
+void createDirectories(const std::filesystem::path& path, mode_t mode = 0700);
+
+/// Sets the POSIX permissions.
+void setMode(const std::filesystem::path& path, mode_t mode);
+
+/// The names of a directory's entries, without "." and "..", sorted bytewise so that every run sees
+/// one order. Throws FileFailure when it can't be read.
+std::vector<std::string> list(const std::filesystem::path& directory);
+
+/// As `list`, with an unreadable directory counted as empty.
+std::vector<std::string> listIfPossible(const std::filesystem::path& directory) noexcept;
+
+bool exists(const std::filesystem::path& path) noexcept;
+bool isDirectory(const std::filesystem::path& path) noexcept;
+
+/// Copies a file, or a directory whole, keeping permissions and symbolic links. The copy takes its
+/// name last: an interrupted copy leaves no half one behind under that name. `to` must not exist.
+void copy(const std::filesystem::path& from, const std::filesystem::path& to);
+
+/// Renames within one file system, replacing a file of that name. False when `from` is not there.
+bool move(const std::filesystem::path& from, const std::filesystem::path& to);
+
+/// As `move`, but never over an existing `to`: false when `from` is gone or `to` is taken.
+bool moveToNewName(const std::filesystem::path& from, const std::filesystem::path& to);
+
+/// Removes a file, or a directory with all in it; false when there was none.
+bool remove(const std::filesystem::path& path);
+
+/// A new name for a temporary file in `directory`, unique by a random UUID.
+std::filesystem::path temporaryName(const std::filesystem::path& directory, std::string_view stem,
+                                    std::string_view extension);
+
+}  // namespace Files

@@ -1,0 +1,69 @@
+// Child processes. Descriptors of ours never leak into a child (close-on-exec everywhere), both
+// outputs are drained at once so that neither side waits for the other, and every child is reaped.
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/Error.h"
+
+namespace Process {
+
+/// A child could not be started. `stage` is the call that failed, `errorNumber` its errno.
+class LaunchFailure : public Error {
+ public:
+  enum class Stage { pipe, spawn };
+  LaunchFailure(Stage stage, int errorNumber, const std::string& program);
+  Stage stage() const noexcept { return stage_; }
+  int errorNumber() const noexcept { return errorNumber_; }
+  /// The system's words for the error alone, without the program.
+  std::string reason() const;
+
+ private:
+  Stage stage_;
+  int errorNumber_;
+};
+
+enum class Output { inherit, capture, discard };
+
+struct Command {
+  std::filesystem::path program;         // run as it stands; PATH is searched only without a "/"
+  std::vector<std::string> arguments = {};  // without the program's own name; no NUL bytes
+  std::optional<std::string> input = std::nullopt;  // text for standard input; absent: inherited
+  Output output = Output::capture;
+  Output errors = Output::capture;
+  std::map<std::string, std::string> environment = {};  // set on top of our own
+  std::optional<std::filesystem::path> directory = std::nullopt;
+  bool ownPrivacyIdentity = false;  // the child answers for its own privacy permissions (macOS only)
+};
+
+struct Status {
+  bool exited = false;  // ended by itself; else by `signal`
+  int code = 0;         // exit status, 0 to 255, when `exited`
+  int signal = 0;       // the signal's number, when not `exited`
+  bool ok() const noexcept { return exited && code == 0; }
+};
+
+struct Result {
+  Status status;
+  std::string output;  // raw bytes
+  std::string errors;
+};
+
+/// Runs the command to its end, without a time limit. Throws LaunchFailure, also for an argument with
+/// a NUL byte (EINVAL) or longer than the system takes (E2BIG).
+Result run(const Command& command);
+
+/// Starts the command in a session of its own with its three standard handles on the null device, and
+/// returns at once; the child outlives us and is never a zombie of ours.
+void detach(const Command& command);
+
+/// Is a process of this id alive (a zombie is not)?
+bool isAlive(pid_t process);
+
+}  // namespace Process

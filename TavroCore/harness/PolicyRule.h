@@ -1,0 +1,39 @@
+// A standing order of the owner: refuse this, ask for this, let this through.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Platform/Json.h"
+#include "TavroCore/harness/Tool.h"
+
+struct PolicyRule {
+  enum class Decision { allow, deny, ask };
+  enum class Source { user, learned };
+
+  std::string id;
+  bool enabled = true;
+  std::optional<std::string> account = std::nullopt;  // absent or empty: any account
+  std::string toolPattern = "*";                      // "*", "mail.*" or an exact id
+  std::map<std::string, std::string> match = {};      // argument name to a text that it must contain
+  Decision decision = Decision::ask;
+  Source source = Source::user;
+  std::string createdAt;  // Timestamps
+
+  bool operator==(const PolicyRule&) const = default;
+
+  /// Does the rule speak of this call? Account and match texts compare without regard to case.
+  bool matches(std::string_view toolID, const Arguments& args) const;
+  /// How narrow the rule is: one for an account, one for each match entry, one for a pattern but "*".
+  int specificity() const;
+};
+
+std::string_view rawValue(PolicyRule::Decision decision);  // "allow", "deny", "ask"
+std::string_view rawValue(PolicyRule::Source source);      // "user", "learned"
+std::optional<PolicyRule::Decision> decisionFromRawValue(std::string_view text);
+std::optional<PolicyRule::Source> sourceFromRawValue(std::string_view text);
+
+/// The record with its field names as keys, in field order; `account` is left out when absent.
+OrderedJson toJson(const PolicyRule& rule);

@@ -1,0 +1,21 @@
+# Writes ${OUT}.h and ${OUT}.cpp with one constant a script of ${FOLDER}. A line "-- include: NAME" in a
+# script is replaced by fragments/NAME.applescript. The whole texts also go to ${OUT}/, for people and
+# checkers to read.
+file(GLOB scripts ${FOLDER}/*.applescript)
+list(SORT scripts)
+set(header "// Made from TavroCore/${DOMAIN}/scripts at build time.\n#pragma once\n\nnamespace ${NAME} {\n\n")
+set(source "#include \"TavroCore/${DOMAIN}/${NAME}.h\"\n\nnamespace ${NAME} {\n\n")
+foreach(script ${scripts})
+  get_filename_component(stem ${script} NAME_WE)
+  file(READ ${script} text)
+  while(text MATCHES "-- include: ([A-Za-z]+)\n")
+    set(fragment ${CMAKE_MATCH_1})
+    file(READ ${FOLDER}/fragments/${fragment}.applescript included)
+    string(REPLACE "-- include: ${fragment}\n" "${included}" text "${text}")
+  endwhile()
+  file(WRITE ${OUT}/${stem}.applescript "${text}")
+  string(APPEND header "extern const char* const ${stem}Script;\n")
+  string(APPEND source "const char* const ${stem}Script = R\"script(${text})script\";\n\n")
+endforeach()
+file(WRITE ${OUT}.h "${header}\n}  // namespace ${NAME}\n")
+file(WRITE ${OUT}.cpp "${source}}  // namespace ${NAME}\n")
