@@ -10,10 +10,10 @@
 namespace OSAScript {
 
 struct Result {
-  bool ok = false;           // the child ran and its exit status was 0
-  std::string output;        // standard output, without white space and line breaks at both ends
-  std::string error;         // the line of standard error that tells what went wrong, or a launch failure
-  std::int32_t code = -1;    // the child's termination status (a signal's number when one ended it); -1: no child ran
+  bool ok = false;         // the child ran and its exit status was 0
+  std::string output;      // standard output, without white space and line breaks at both ends
+  std::string error;       // the line of standard error that tells what went wrong, or a launch failure
+  std::int32_t code = -1;  // the child's termination status (a signal's number when one ended it); -1: no child ran
 };
 
 /// Blocks until the script ends; there is no time limit. Never throws.

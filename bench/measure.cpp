@@ -1,0 +1,226 @@
+// Measures tavro-mcp over its pipes, each figure beside a floor of the same run, and prints a table.
+// argv: the directory of the programs, the directory of the floors. Figures are medians.
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <spawn.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+namespace fs = std::filesystem;
+
+double microseconds(Clock::duration duration) {
+  return std::chrono::duration<double, std::micro>(duration).count();
+}
+
+double median(std::vector<double> values) {
+  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
+  return values[values.size() / 2];
+}
+
+// A line server at the other end of two pipes.
+class Child {
+ public:
+  explicit Child(std::vector<std::string> command) {
+    int in[2];
+    int out[2];
+    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, in[0], 0);
+    posix_spawn_file_actions_adddup2(&actions, out[1], 1);
+    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+    std::vector<char*> argv;
+    for (std::string& word : command) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    if (posix_spawn(&process_, argv[0], &actions, nullptr, argv.data(), environ) != 0)
+      throw std::runtime_error("can't start " + command[0]);
+    posix_spawn_file_actions_destroy(&actions);
+    close(in[0]);
+    close(out[1]);
+    to_ = in[1];
+    from_ = out[0];
+  }
+  ~Child() {
+    close(to_);
+    close(from_);
+    waitpid(process_, nullptr, 0);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  std::string ask(const std::string& line) {
+    const std::string sent = line + "\n";
+    if (write(to_, sent.data(), sent.size()) != static_cast<ssize_t>(sent.size()))
+      throw std::runtime_error("no reader");
+    while (pending_.find('\n') == std::string::npos) {
+      char buffer[65536];
+      const ssize_t count = read(from_, buffer, sizeof buffer);
+      if (count <= 0) throw std::runtime_error("no reply to " + line);
+      pending_.append(buffer, static_cast<std::size_t>(count));
+    }
+    const auto end = pending_.find('\n');
+    std::string reply = pending_.substr(0, end);
+    pending_.erase(0, end + 1);
+    return reply;
+  }
+
+  double cpuMicroseconds() const {
+    clockid_t clock{};
+    timespec time{};
+    if (clock_getcpuclockid(process_, &clock) != 0 || clock_gettime(clock, &time) != 0)
+      throw std::runtime_error("no CPU clock");
+    return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_nsec) / 1e3;
+  }
+
+  double pssKiB() const {
+    std::ifstream rollup(fmt::format("/proc/{}/smaps_rollup", process_));
+    for (std::string line; std::getline(rollup, line);)
+      if (line.starts_with("Pss:")) return std::strtod(line.c_str() + 4, nullptr);
+    throw std::runtime_error("no smaps_rollup");
+  }
+
+ private:
+  pid_t process_ = 0;
+  int to_ = -1;
+  int from_ = -1;
+  std::string pending_;
+};
+
+struct Cost {
+  double cpu = 0;  // microseconds a request
+  double wall = 0;
+};
+
+// The median over `rounds` of the mean of `count` requests.
+Cost costOf(Child& child, const std::string& line, int rounds, int count) {
+  std::vector<double> cpu;
+  std::vector<double> wall;
+  child.ask(line);
+  for (int round = 0; round < rounds; ++round) {
+    const double cpuBefore = child.cpuMicroseconds();
+    const auto before = Clock::now();
+    for (int i = 0; i < count; ++i) child.ask(line);
+    wall.push_back(microseconds(Clock::now() - before) / count);
+    cpu.push_back((child.cpuMicroseconds() - cpuBefore) / count);
+  }
+  return {.cpu = median(cpu), .wall = median(wall)};
+}
+
+double startOf(const std::vector<std::string>& command, const std::string& line) {
+  std::vector<double> times;
+  for (int i = 0; i < 41; ++i) {
+    const auto before = Clock::now();
+    Child child(command);
+    child.ask(line);
+    times.push_back(microseconds(Clock::now() - before));
+  }
+  return median(times);
+}
+
+void addRules(const fs::path& file, int count) {
+  sqlite3* database = nullptr;
+  if (sqlite3_open(file.c_str(), &database) != SQLITE_OK) throw std::runtime_error("no database");
+  sqlite3_exec(database, "BEGIN", nullptr, nullptr, nullptr);
+  for (int i = 0; i < count; ++i) {
+    const std::string sql = fmt::format(
+        "INSERT INTO policy_rules VALUES ('R{:07}', 1, NULL, 'mail.*', '{{\"to\":\"person{}@example.org\"}}', 'deny', "
+        "'user', '2026-03-14T{:02}:{:02}:{:02}Z')",
+        i, i, i / 3600, i / 60 % 60, i % 60);
+    if (sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
+      throw std::runtime_error("no rule");
+  }
+  sqlite3_exec(database, "COMMIT", nullptr, nullptr, nullptr);
+  sqlite3_close(database);
+}
+
+void row(const std::string& what, const std::string& ours, const std::string& floor, double figure, double goal,
+         const std::string& unit) {
+  fmt::print("{:<34}{:>14}{:>14}{:>10.2f}{:<4}{:>8}{:<4}  {}\n", what, ours, floor, figure, unit,
+             fmt::format("{}", goal), unit, figure <= goal ? "reached" : "MISSED");
+}
+
+std::string us(double value) {
+  return fmt::format("{:.1f} µs", value);
+}
+
+std::string request(const std::string& method, const std::string& params) {
+  return fmt::format(R"({{"jsonrpc":"2.0","id":1,"method":"{}","params":{}}})", method, params);
+}
+
+void measure(const fs::path& programs, const fs::path& floors, const fs::path& scratch) {
+  const std::string server = programs / "tavro-mcp";
+  const std::string loop = floors / "floor_loop";
+  const std::string hello = request("initialize", R"({"protocolVersion":"2025-06-18"})");
+  const std::string ping = R"({"jsonrpc":"2.0","id":1,"method":"ping"})";
+  const std::string list = request("tools/list", "{}");
+  const std::string call = request("tools/call", R"({"name":"how_it_works","arguments":{}})");
+
+  fmt::print("{:<34}{:>14}{:>14}{:>14}{:>12}\n", "", "tavro-mcp", "floor", "figure", "to reach");
+
+  const double start = startOf({server}, hello);
+  const double startFloor = startOf({loop, "{}"}, hello);
+  row("spawn to initialize reply", us(start), us(startFloor), start / startFloor, 2.5, " x");
+
+  Child child({server});
+  child.ask(hello);
+  const std::string catalogue = child.ask(list);
+  const double pss = child.pssKiB() / 1024;
+  row("PSS after tools/list", fmt::format("{:.2f} MiB", pss), "", pss, 6, "MiB");
+
+  Child pingFloor({loop, child.ask(ping)});
+  const Cost pinged = costOf(child, ping, 11, 5000);
+  const Cost pingedFloor = costOf(pingFloor, ping, 11, 5000);
+  row("CPU per ping", us(pinged.cpu), us(pingedFloor.cpu), pinged.cpu, 6, "µs");
+
+  Child listFloor({loop, catalogue});
+  const Cost listed = costOf(child, list, 11, 2000);
+  const Cost listedFloor = costOf(listFloor, list, 11, 2000);
+  row("CPU per tools/list", us(listed.cpu), us(listedFloor.cpu), listed.cpu / listedFloor.cpu, 3, " x");
+
+  Child insertFloor({floors / "floor_insert", scratch / "floor.sqlite", std::string(512, 'x')});
+  const Cost audited = costOf(child, call, 7, 100);
+  const Cost auditedFloor = costOf(insertFloor, call, 7, 100);
+  row("CPU per audited call", us(audited.cpu), us(auditedFloor.cpu), audited.cpu / auditedFloor.cpu, 1.25, " x");
+  row("wall time per audited call", us(audited.wall), us(auditedFloor.wall), audited.wall / auditedFloor.wall, 1.25,
+      " x");
+
+  addRules(scratch / "home" / "tavro.sqlite", 10'000);
+  const Cost ruled = costOf(child, call, 7, 50);
+  row("10,000 rules, more CPU per call", us(ruled.cpu), us(audited.cpu), (ruled.cpu - audited.cpu) / 1000, 3, "ms");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    fmt::print(stderr, "usage: measure PROGRAMS FLOORS\n");
+    return 2;
+  }
+  std::string scratch = (fs::temp_directory_path() / "tavro-bench-XXXXXX").string();
+  if (!mkdtemp(scratch.data())) return 1;
+  setenv("TAVRO_HOME", (fs::path(scratch) / "home").c_str(), 1);
+  setenv("HOME", scratch.c_str(), 1);
+  try {
+    measure(fs::absolute(argv[1]), fs::absolute(argv[2]), scratch);
+    fs::remove_all(scratch);
+  } catch (const std::exception& failure) {
+    fs::remove_all(scratch);
+    fmt::print(stderr, "bench: {}\n", failure.what());
+    return 1;
+  }
+}
