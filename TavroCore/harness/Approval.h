@@ -4,6 +4,8 @@
 // approval that was cut off, and nobody knows whether the action ran.
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -11,6 +13,7 @@
 
 #include "TavroCore/harness/HarnessRunner.h"
 #include "TavroCore/harness/PendingStore.h"
+#include "TavroCore/harness/Tools.h"
 
 namespace Approval {
 
@@ -25,16 +28,23 @@ struct Item {
 std::vector<Item> list(const PendingStore& store);
 std::optional<Item> get(const PendingStore& store, std::string_view id);
 
-/// Nothing to do: no action of that id waits (`notThere`), another approval is at it (`running`), or an
-/// earlier one was cut off and `evenIfInterrupted` is false (`interrupted`).
+/// Nothing was done: no readable action of that id waits (`notThere`), another approval is at it
+/// (`running`), an earlier one was cut off and `evenIfInterrupted` is false (`interrupted`), or the
+/// catalogue has no such tool any more (`unknownTool`).
 enum class Refusal { notThere, running, interrupted, unknownTool };
 using Outcome = std::variant<HarnessRunner::Built, Refusal>;
 
-/// Claims the action, runs it without the gate, audits "executed" or "error" with `actor` and the
-/// reason "approved:<id>", and drops it from the queue. Throws FileFailure when the claim can't be made.
-Outcome approve(const PendingStore& store, std::string_view id, const std::string& actor, bool evenIfInterrupted);
+using ToolLookup = std::function<const Tool*(std::string_view id)>;
 
-/// Drops the action without running it and audits "rejected" with the reason "rejected:<id>".
+/// Claims the action, runs it without the gate, audits "executed" or "error" with `actor` and the
+/// reason "approved:<id>", and drops it from the queue. The details of the line are the arguments and
+/// the beginning of the output (`result`) or of the failure (`error`). Throws FileFailure when the claim
+/// can't be made; nothing has run then.
+Outcome approve(const PendingStore& store, std::string_view id, const std::string& actor, bool evenIfInterrupted,
+                const ToolLookup& tools = Tools::find);
+
+/// Drops the action, waiting or interrupted, without running it and audits "rejected" with the reason
+/// "rejected:<id>". Throws FileFailure when the action can't be claimed.
 std::optional<Refusal> reject(const PendingStore& store, std::string_view id, const std::string& actor);
 
 }  // namespace Approval

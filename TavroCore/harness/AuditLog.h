@@ -21,7 +21,7 @@ struct AuditEntry {
   std::string action;     // a tool's dotted id
   std::optional<std::string> accountId = std::nullopt;
   std::map<std::string, std::string> details = {};
-  std::string outcome;    // "executed", "error", "pending_approval", "denied", "rejected"
+  std::string outcome;  // "executed", "error", "pending_approval", "denied", "rejected"
   std::optional<std::string> reason = std::nullopt;
 
   bool operator==(const AuditEntry&) const = default;
@@ -52,6 +52,7 @@ class AuditDB {
 
 class AuditLog {
  public:
+  /// Over the home's database. When that can't be opened it stays absent for the life of the process.
   static AuditLog& shared();
   explicit AuditLog(std::shared_ptr<TavroDB> db) : db_(std::move(db)) {}
 

@@ -30,13 +30,17 @@ class RulesDB {
   bool setEnabled(std::string_view id, bool enabled);
 
  private:
+  bool change(std::string_view sql, const std::vector<DatabaseValue>& values);
+
   std::shared_ptr<GRDBQueue> queue_;
+  // Touched inside the queue's reads and writes only, and so by one thread at a time.
   Rules cached_;
   std::int64_t cachedAt_ = 0;
 };
 
 class RuleStore {
  public:
+  /// Over the home's database. When that can't be opened it stays absent for the life of the process.
   static RuleStore& shared();
   explicit RuleStore(std::shared_ptr<TavroDB> db) : db_(std::move(db)) {}
 

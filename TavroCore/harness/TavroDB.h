@@ -21,6 +21,8 @@ class TavroDB {
   /// so that an audit line of our own doesn't make the decoded rules stale. A failed opening is tried
   /// again by the next facade that asks.
   static std::shared_ptr<TavroDB> forProcess();
+  /// As `forProcess`, with null for every failure.
+  static std::shared_ptr<TavroDB> forProcessIfPossible() noexcept;
 
  private:
   explicit TavroDB(std::shared_ptr<GRDBQueue> queue);

@@ -1,0 +1,284 @@
+#include "TavroCore/harness/GRDBQueue.h"
+
+#include <sqlite3.h>
+
+#include <chrono>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <unordered_map>
+
+#include "Platform/Text.h"
+#include "TavroCore/harness/ConfigDir.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+constexpr auto patience = 5s;
+constexpr std::size_t statementsKept = 64;  // some texts are built, with a "?" for each id of a list
+
+struct Finalize {
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
+
+struct Close {
+  void operator()(sqlite3* handle) const { sqlite3_close(handle); }
+};
+
+sqlite3_stmt* raw(void* statement) {
+  return static_cast<sqlite3_stmt*>(statement);
+}
+
+/// Called by SQLite whenever another process holds the lock that it needs. SQLite's own timeout sleeps
+/// longer and longer, up to 100 ms, and so comes too late to every gap between two busy writers; short
+/// sleeps of random length give each of them its turn.
+int waitForTheOthers(void* waitingSince, int attempt) {
+  auto& since = *static_cast<Clock::time_point*>(waitingSince);
+  const auto now = Clock::now();
+  if (attempt == 0) since = now;
+  if (now - since >= patience) return 0;
+  unsigned char dice = 0;
+  sqlite3_randomness(1, &dice);
+  std::this_thread::sleep_for(500us + dice * 20us);
+  return 1;
+}
+
+}  // namespace
+
+struct Database::Connection {
+  std::string file;
+  Clock::time_point waitingSince;
+  std::unique_ptr<sqlite3, Close> handle;
+  std::unordered_map<std::string, Statement> idle;  // prepared, and not running
+  std::mutex mutex;
+
+  explicit Connection(const std::filesystem::path& path) : file(path.string()) {
+    sqlite3* opened = nullptr;
+    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+    const int code = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
+    handle.reset(opened);  // there is one to close even when opening failed
+    if (code != SQLITE_OK) throw failure("open");
+    sqlite3_busy_handler(opened, waitForTheOthers, &waitingSince);
+    sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_FKEY, 1, nullptr);
+  }
+
+  DatabaseError failure(const std::string& doing) const {
+    return {sqlite3_extended_errcode(handle.get()),
+            "could not " + doing + " the database " + file + ": " + sqlite3_errmsg(handle.get())};
+  }
+
+  void check(int code) const {
+    if (code != SQLITE_OK) throw failure("use");
+  }
+
+  Statement prepare(std::string_view sql) const {
+    sqlite3_stmt* statement = nullptr;
+    check(sqlite3_prepare_v3(handle.get(), sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
+                             &statement, nullptr));
+    return Statement(statement);
+  }
+};
+
+namespace {
+
+void bind(sqlite3_stmt* statement, int position, const DatabaseValue& value) {
+  struct Binder {
+    sqlite3_stmt* statement;
+    int position;
+    int operator()(std::monostate) const { return sqlite3_bind_null(statement, position); }
+    int operator()(std::int64_t number) const { return sqlite3_bind_int64(statement, position, number); }
+    int operator()(double number) const { return sqlite3_bind_double(statement, position, number); }
+    int operator()(std::string_view text) const {
+      const char* bytes = text.data() ? text.data() : "";  // a null pointer would bind NULL
+      return sqlite3_bind_text64(statement, position, bytes, text.size(), SQLITE_STATIC, SQLITE_UTF8);
+    }
+  };
+  std::visit(Binder{statement, position}, value);
+}
+
+/// A prepared statement while it runs: taken out of the connection's idle ones, and given back at the
+/// end. So a query inside a query of the same text gets a statement of its own.
+template <typename Connection>
+class Running {
+ public:
+  Running(Connection& connection, std::string_view sql, const std::vector<DatabaseValue>& values)
+      : connection_(connection), sql_(sql) {
+    if (auto kept = connection.idle.extract(sql_)) {
+      statement_ = std::move(kept.mapped());
+    } else {
+      statement_ = connection.prepare(sql);
+    }
+    int position = 0;
+    for (const auto& value : values) bind(statement_.get(), ++position, value);
+  }
+
+  ~Running() {
+    sqlite3_reset(statement_.get());
+    sqlite3_clear_bindings(statement_.get());  // they point into the caller's texts
+    if (connection_.idle.size() >= statementsKept) connection_.idle.clear();
+    connection_.idle.try_emplace(std::move(sql_), std::move(statement_));
+  }
+
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+
+  /// False when there is no further row.
+  bool step() {
+    const int code = sqlite3_step(statement_.get());
+    if (code != SQLITE_ROW && code != SQLITE_DONE) throw connection_.failure("use");
+    return code == SQLITE_ROW;
+  }
+
+  sqlite3_stmt* get() const { return statement_.get(); }
+
+ private:
+  Connection& connection_;
+  std::string sql_;
+  Statement statement_;
+};
+
+}  // namespace
+
+DatabaseValue databaseValue(const std::optional<std::string>& text) {
+  if (!text) return std::monostate();
+  return std::string_view(*text);
+}
+
+int Row::index(std::string_view column) const {
+  const int count = sqlite3_column_count(raw(statement_));
+  for (int tried = 0; tried < count; ++tried) {
+    const int candidate = (next_ + tried) % count;
+    const char* name = sqlite3_column_name(raw(statement_), candidate);
+    if (!name || column != name) continue;
+    next_ = (candidate + 1) % count;
+    return candidate;
+  }
+  return -1;  // which SQLite reads as NULL
+}
+
+bool Row::isNull(std::string_view column) const {
+  return sqlite3_column_type(raw(statement_), index(column)) == SQLITE_NULL;
+}
+
+std::optional<std::string> Row::text(std::string_view column) const {
+  const int position = index(column);
+  const int type = sqlite3_column_type(raw(statement_), position);
+  if (type == SQLITE_NULL || type == SQLITE_BLOB) return std::nullopt;
+  const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(raw(statement_), position));
+  if (!bytes) return std::nullopt;
+  std::string text(bytes, static_cast<std::size_t>(sqlite3_column_bytes(raw(statement_), position)));
+  return Text::isValidUTF8(text) ? text : Text::repairUTF8(std::move(text));
+}
+
+std::int64_t Row::integer(std::string_view column) const {
+  return sqlite3_column_int64(raw(statement_), index(column));
+}
+
+double Row::real(std::string_view column) const {
+  return sqlite3_column_double(raw(statement_), index(column));
+}
+
+int Database::execute(std::string_view sql, const std::vector<DatabaseValue>& values) {
+  Running statement(connection_, sql, values);
+  while (statement.step()) {
+  }
+  return sqlite3_changes(connection_.handle.get());
+}
+
+void Database::query(std::string_view sql, const std::vector<DatabaseValue>& values,
+                     const std::function<void(const Row&)>& each) {
+  Running statement(connection_, sql, values);
+  const Row row(statement.get());
+  while (statement.step()) each(row);
+}
+
+std::int64_t Database::integer(std::string_view sql, const std::vector<DatabaseValue>& values) {
+  Running statement(connection_, sql, values);
+  return statement.step() ? sqlite3_column_int64(statement.get(), 0) : 0;
+}
+
+void Database::executeScript(const std::string& sql) {
+  if (sqlite3_exec(connection_.handle.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+    throw connection_.failure("change");
+  }
+}
+
+std::int64_t Database::foreignChanges() {
+  return integer("PRAGMA data_version");
+}
+
+void Migrator::registerMigration(std::string identifier, std::string sql) {
+  migrations_.emplace_back(std::move(identifier), std::move(sql));
+}
+
+GRDBQueue::GRDBQueue(const std::filesystem::path& path) : connection_(std::make_unique<Database::Connection>(path)) {}
+
+GRDBQueue::~GRDBQueue() = default;
+
+std::unique_ptr<GRDBQueue> GRDBQueue::openOnDisk(const std::string& filename, const Migrator& migrator) {
+  ConfigDir::ensure();
+  return open(ConfigDir::url() / filename, migrator);
+}
+
+std::unique_ptr<GRDBQueue> GRDBQueue::open(const std::filesystem::path& path, const Migrator& migrator) {
+  std::unique_ptr<GRDBQueue> queue(new GRDBQueue(path));
+  queue->migrate(migrator);
+  return queue;
+}
+
+void GRDBQueue::transaction(const char* begin, const std::function<void(Database&)>& body) {
+  const std::lock_guard lock(connection_->mutex);
+  Database database(*connection_);
+  database.execute(begin);
+  try {
+    body(database);
+    database.execute("COMMIT");
+  } catch (...) {
+    // SQLite has rolled back by itself after some failures, a full disk for instance.
+    sqlite3* handle = connection_->handle.get();
+    if (!sqlite3_get_autocommit(handle)) sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);
+    throw;
+  }
+}
+
+void GRDBQueue::read(const std::function<void(Database&)>& body) {
+  transaction("BEGIN", body);
+}
+
+void GRDBQueue::write(const std::function<void(Database&)>& body) {
+  transaction("BEGIN IMMEDIATE", body);
+}
+
+namespace {
+
+std::set<std::string> appliedVersions(Database& database) {
+  std::set<std::string> applied;
+  if (database.integer("SELECT COUNT(*) FROM sqlite_master WHERE type = 'table' AND name = 'grdb_migrations'") == 0) {
+    return applied;
+  }
+  database.query("SELECT identifier FROM grdb_migrations", {},
+                 [&](const Row& row) { applied.insert(row.text("identifier").value_or("")); });
+  return applied;
+}
+
+}  // namespace
+
+// A file that is up to date costs no write lock. Where a version is missing, the lock is taken and the
+// list read again, since another process may be just as new here. Versions that we don't know belong to
+// a later program; they are left alone.
+void GRDBQueue::migrate(const Migrator& migrator) {
+  std::set<std::string> applied;
+  read([&](Database& database) { applied = appliedVersions(database); });
+  for (const auto& version : migrator.migrations()) {
+    if (applied.contains(version.first)) continue;
+    write([&](Database& database) {
+      database.executeScript("CREATE TABLE IF NOT EXISTS grdb_migrations (identifier TEXT NOT NULL PRIMARY KEY)");
+      if (appliedVersions(database).contains(version.first)) return;
+      database.executeScript(version.second);
+      database.execute("INSERT INTO grdb_migrations (identifier) VALUES (?)", {std::string_view(version.first)});
+    });
+  }
+}

@@ -1,0 +1,46 @@
+#include "TavroCore/harness/Tool.h"
+
+#include <array>
+
+#include "Platform/Text.h"
+
+namespace {
+
+constexpr std::array<std::string_view, 3> effectNames = {"read", "create", "destructive"};
+
+}  // namespace
+
+std::string_view rawValue(Effect effect) {
+  return effectNames[static_cast<std::size_t>(effect)];
+}
+
+std::optional<Effect> effectFromRawValue(std::string_view text) {
+  for (std::size_t i = 0; i < effectNames.size(); ++i) {
+    if (effectNames[i] == text) return static_cast<Effect>(i);
+  }
+  return std::nullopt;
+}
+
+ToolError ToolError::missingArg(const std::string& name) {
+  return ToolError("missing required argument: " + name);
+}
+
+ToolError ToolError::badArg(const std::string& message) {
+  return ToolError(message);
+}
+
+const std::string& argument(const Arguments& args, const std::string& key) {
+  static const std::string absent;
+  const auto found = args.find(key);
+  return found == args.end() ? absent : found->second;
+}
+
+const std::string& requiredArgument(const Arguments& args, const std::string& key) {
+  const std::string& value = argument(args, key);
+  if (value.empty()) throw ToolError::missingArg(key);
+  return value;
+}
+
+std::string integerArgument(const Arguments& args, const std::string& key, long long fallback) {
+  return std::to_string(Text::parseInteger(argument(args, key)).value_or(fallback));
+}
