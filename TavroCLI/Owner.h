@@ -1,0 +1,25 @@
+// What is the owner's alone: letting an action run, dropping one, and changing what the gate lets through. An
+// automation's run can't do these at all, and everybody else is asked, on a terminal where a person sits.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <string_view>
+
+namespace Owner {
+
+/// The actor under which the audit knows the owner.
+inline constexpr const char* actor = "owner";
+
+/// Consent for one command: `--yes`, or an answer on the terminal for each matter.
+struct Consent {
+  bool given = false;  // --yes
+
+  void declare(CLI::App& command);
+  /// Throws CommandError: denied inside an automation's run, wrongUsage without `--yes` where nobody can be asked.
+  /// A verb calls it before it looks at anything.
+  void require(std::string_view verb) const;
+  /// Shows `matter` (lines, may be empty) and asks, or just tells of it when consent is given. False for a no.
+  bool ask(std::string_view matter, std::string_view question) const;
+};
+
+}  // namespace Owner

@@ -1,0 +1,268 @@
+#include "TavroCLI/QueueVerbs.h"
+
+#include <algorithm>
+#include <memory>
+#include <set>
+
+#include "Platform/Text.h"
+#include "TavroCLI/Catalogue.h"
+#include "TavroCLI/Display.h"
+#include "TavroCLI/Nearest.h"
+#include "TavroCLI/Owner.h"
+#include "TavroCLI/Terminal.h"
+#include "TavroCore/harness/Approval.h"
+#include "TavroCore/harness/ConfigDir.h"
+#include "TavroCore/harness/TavroDB.h"
+#include "TavroCore/harness/Timestamps.h"
+#include "TavroCore/harness/Tools.h"
+
+using Approval::Item;
+using Approval::State;
+
+namespace {
+
+struct StateWords {
+  const char* name;  // as listings show it
+  const char* meaning;
+  Terminal::Style style;
+};
+
+StateWords words(State state) {
+  switch (state) {
+    case State::waiting:
+      return {"waiting", "waiting", Terminal::Style::plain};
+    case State::running:
+      return {"running", "running: it has been approved and isn't finished", Terminal::Style::green};
+    case State::interrupted:
+      break;
+  }
+  return {"interrupted", "interrupted: an approval was cut off, so it may have run already", Terminal::Style::red};
+}
+
+PendingStore openQueue() {
+  ConfigDir::ensure();
+  return PendingStore(ConfigDir::url());
+}
+
+OrderedJson record(const Item& item) {
+  OrderedJson json = toJson(item.action);
+  json["state"] = words(item.state).name;
+  return json;
+}
+
+/// The queued action that `typed` names. It is read again under the very name that an approval will use, and that name
+/// counts as its id, so that a file which claims another action's id can't be shown in its place.
+Item named(const PendingStore& store, const std::string& typed) {
+  std::vector<std::string> ids;
+  for (const auto& item : Approval::list(store)) ids.push_back(item.action.id);
+  const std::string id = Nearest::id("queued action", typed, ids);
+  auto item = Approval::get(store, id);
+  if (!item) throw CommandError(ExitStatus::failed, "the action " + id + " has left the queue meanwhile");
+  item->action.id = id;
+  return std::move(*item);
+}
+
+/// Is this the audit line that the queueing of the action left? The queue itself doesn't keep who asked.
+bool tellsOf(const AuditEntry& entry, const PendingAction& action) {
+  const auto queued = Timestamps::parseISO8601(action.createdAt);
+  const auto written = Timestamps::parseISO8601(entry.timestamp);
+  if (!queued || !written || *written < *queued || *written - *queued > std::chrono::seconds(60)) return false;
+  return entry.action == action.tool && entry.outcome == "pending_approval" &&
+         std::all_of(action.args.begin(), action.args.end(), [&](const auto& argument) {
+           const auto found = entry.details.find(argument.first);
+           // The gate keeps the impact under its own key, over an argument of that name.
+           return found != entry.details.end() && (found->second == argument.second || argument.first == "impact");
+         });
+}
+
+/// Who asked for the action. A database that can't be read is told, since what the owner does here goes unaudited.
+std::string asker(const PendingAction& action) {
+  std::set<std::string> actors;
+  try {
+    for (const auto& entry : TavroDB::forProcess()->audit.search(action.tool, 1000)) {
+      if (tellsOf(entry, action)) actors.insert(entry.actor);
+    }
+  } catch (const Error& failure) {
+    Terminal::say("tavro: the audit can't be read or written: " + failure.description());
+  }
+  return actors.empty() ? "unknown" : Text::join({actors.begin(), actors.end()}, " or ");
+}
+
+std::string impactNow(const Tool& tool, const Arguments& args) {
+  try {
+    tool.build(args);
+    const auto impact = tool.preview ? tool.preview(args) : std::nullopt;
+    return impact.value_or("(this tool doesn't tell)");
+  } catch (const Error& failure) {
+    return "❌ " + failure.description();
+  }
+}
+
+/// The whole action, for a person to judge. `tool` null: without the impact as it would be now.
+std::vector<Display::Field> describe(const Item& item, const Tool* tool) {
+  const PendingAction& action = item.action;
+  const Tool* known = Tools::find(action.tool);
+  std::vector<Display::Field> rows = {
+      {"action", action.id},
+      {"tool", action.tool + (known ? " (" + std::string(rawValue(known->effect)) + ")" : " (not in the catalogue)")},
+      {"asked by", asker(action) + ", " + action.createdAt},
+      {"state", words(item.state).meaning},
+  };
+  for (const auto& [key, value] : action.args) rows.push_back({"with " + key, value});
+  rows.push_back({tool ? "impact then" : "impact", action.preview.value_or("(not told)")});
+  if (tool) rows.push_back({"impact now", impactNow(*tool, action.args)});
+  return rows;
+}
+
+std::string shown(const Item& item, const Tool* tool) {
+  return Display::fields(describe(item, tool), Terminal::columns());
+}
+
+[[noreturn]] void refuse(const std::string& id, Approval::Refusal refusal, const std::string& tool) {
+  const auto text = [&]() -> std::string {
+    switch (refusal) {
+      case Approval::Refusal::notThere:
+        return "the action " + id + " has left the queue meanwhile";
+      case Approval::Refusal::running:
+        return "the action " + id + " is running already: another approval is at it";
+      case Approval::Refusal::interrupted:
+        return "an approval of " + id + " was cut off, so it may have run already; look whether it did, then either " +
+               "`tavro approve " + id + " --again` or `tavro reject " + id + "`";
+      case Approval::Refusal::unknownTool:
+        break;
+    }
+    return "the action " + id + " needs the tool " + tool + ", which the catalogue doesn't have; it stays in the queue";
+  }();
+  throw CommandError(ExitStatus::failed, text);
+}
+
+ExitStatus report(const HarnessRunner::Built& built) {
+  if (!built.ok) {
+    Terminal::say("❌ " + built.error);
+    return ExitStatus::failed;
+  }
+  Terminal::printForeign(built.output.empty() ? "✅ ok" : built.output);
+  return ExitStatus::done;
+}
+
+/// Does `one` for each id in turn; one that fails is told and doesn't stop the others.
+ExitStatus forEach(const std::vector<std::string>& ids, const std::function<ExitStatus(const std::string&)>& one) {
+  ExitStatus status = ExitStatus::done;
+  for (const auto& id : ids) {
+    try {
+      if (one(id) != ExitStatus::done) status = ExitStatus::failed;
+    } catch (const Error& failure) {
+      Terminal::say("tavro: " + failure.description());
+      status = ExitStatus::failed;
+    }
+  }
+  return status;
+}
+
+ExitStatus keptInQueue(const std::string& id) {
+  Terminal::say(id + " stays in the queue");
+  return ExitStatus::failed;
+}
+
+struct Decision {
+  std::vector<std::string> ids;
+  Owner::Consent consent;
+  bool again = false;
+
+  ExitStatus approve(const std::string& typed) const {
+    const PendingStore store = openQueue();
+    const Item item = named(store, typed);
+    const auto& [id, toolID] = std::tie(item.action.id, item.action.tool);
+    const Tool* tool = Tools::find(toolID);
+    if (!tool) refuse(id, Approval::Refusal::unknownTool, toolID);
+    if (item.state == State::running) refuse(id, Approval::Refusal::running, toolID);
+    if (item.state == State::interrupted && !again) refuse(id, Approval::Refusal::interrupted, toolID);
+    if (!consent.ask(shown(item, tool), "Run it?")) return keptInQueue(id);
+    const auto outcome = Approval::approve(store, id, Owner::actor, again);
+    if (const auto* refusal = std::get_if<Approval::Refusal>(&outcome)) refuse(id, *refusal, toolID);
+    return report(std::get<HarnessRunner::Built>(outcome));
+  }
+
+  ExitStatus reject(const std::string& typed) const {
+    const PendingStore store = openQueue();
+    const Item item = named(store, typed);
+    const std::string& id = item.action.id;
+    if (!consent.ask(shown(item, nullptr), "Drop it without running it?")) return keptInQueue(id);
+    if (const auto refusal = Approval::reject(store, id, Owner::actor)) refuse(id, *refusal, item.action.tool);
+    Terminal::say(id + " is rejected");
+    return ExitStatus::done;
+  }
+};
+
+std::shared_ptr<Decision> declareDecision(CLI::App& command) {
+  auto decision = std::make_shared<Decision>();
+  command.add_option("ID", decision->ids, "Id of a queued action; its first characters will do")->required();
+  decision->consent.declare(command);
+  return decision;
+}
+
+struct Listing {
+  std::string id;
+  bool json = false;
+
+  ExitStatus one() const {
+    const Item item = named(openQueue(), id);
+    if (json) {
+      Display::show(record(item));
+    } else {
+      Terminal::print(Display::fields(describe(item, nullptr), Terminal::outputIsTerminal() ? Terminal::columns() : 0));
+    }
+    return ExitStatus::done;
+  }
+
+  ExitStatus all() const {
+    std::vector<OrderedJson> records;
+    std::vector<Display::Cells> rows;
+    for (const auto& item : Approval::list(openQueue())) {
+      const auto& action = item.action;
+      records.push_back(record(item));
+      rows.push_back({{action.id, Terminal::Style::bold},
+                      {words(item.state).name, words(item.state).style},
+                      {action.createdAt},
+                      {action.summary},
+                      {action.preview.value_or("")}});
+    }
+    if (json) {
+      Display::list(records);
+    } else {
+      Display::list({"ID", "STATE", "QUEUED", "ACTION", "IMPACT"}, rows);
+      if (rows.empty()) Terminal::say("nothing waits for approval");
+    }
+    return ExitStatus::done;
+  }
+};
+
+}  // namespace
+
+namespace QueueVerbs {
+
+Work pending(CLI::App& command) {
+  auto listing = std::make_shared<Listing>();
+  command.add_option("ID", listing->id, "Show this action whole; the first characters of its id will do");
+  command.add_flag("--json", listing->json, "Print JSON");
+  return [listing] { return listing->id.empty() ? listing->all() : listing->one(); };
+}
+
+Work approve(CLI::App& command) {
+  auto decision = declareDecision(command);
+  command.add_flag("--again", decision->again, "Also an action whose approval was cut off: it may run a second time");
+  return [decision] {
+    decision->consent.require("approve");
+    return forEach(decision->ids, [&](const std::string& id) { return decision->approve(id); });
+  };
+}
+
+Work reject(CLI::App& command) {
+  auto decision = declareDecision(command);
+  return [decision] {
+    decision->consent.require("reject");
+    return forEach(decision->ids, [&](const std::string& id) { return decision->reject(id); });
+  };
+}
+
+}  // namespace QueueVerbs

@@ -1,0 +1,225 @@
+// `tavro rule`: standing orders of the owner.
+#include <algorithm>
+#include <memory>
+
+#include "Platform/Uuid.h"
+#include "TavroCLI/Catalogue.h"
+#include "TavroCLI/Display.h"
+#include "TavroCLI/Nearest.h"
+#include "TavroCLI/Owner.h"
+#include "TavroCLI/PolicyVerbs.h"
+#include "TavroCLI/Terminal.h"
+#include "TavroCore/harness/TavroDB.h"
+#include "TavroCore/harness/Timestamps.h"
+#include "TavroCore/harness/Tools.h"
+
+namespace {
+
+RulesDB& rules() {
+  // The process's connection lives until the end, so the reference does too.
+  static const std::shared_ptr<TavroDB> database = TavroDB::forProcess();
+  return database->rules;
+}
+
+Terminal::Style style(PolicyRule::Decision decision) {
+  switch (decision) {
+    case PolicyRule::Decision::allow:
+      return Terminal::Style::green;
+    case PolicyRule::Decision::deny:
+      return Terminal::Style::red;
+    case PolicyRule::Decision::ask:
+      break;
+  }
+  return Terminal::Style::yellow;
+}
+
+ExitStatus list(bool json) {
+  std::vector<OrderedJson> records;
+  std::vector<Display::Cells> rows;
+  for (const auto& rule : *rules().all()) {
+    records.push_back(toJson(rule));
+    rows.push_back({{rule.id, Terminal::Style::bold},
+                    {rule.enabled ? "on" : "off"},
+                    {std::string(rawValue(rule.decision)), style(rule.decision)},
+                    {rule.toolPattern},
+                    {rule.account.value_or("")},
+                    {Display::pairs(rule.match)},
+                    {std::string(rawValue(rule.source))},
+                    {rule.createdAt}});
+  }
+  if (json) {
+    Display::list(records);
+  } else {
+    Display::list({"ID", "STATE", "DECISION", "TOOL", "ACCOUNT", "MATCH", "SOURCE", "CREATED"}, rows);
+    if (rows.empty()) Terminal::say("there are no rules");
+  }
+  return ExitStatus::done;
+}
+
+std::string sentence(const PolicyRule& rule) {
+  std::string text = std::string(rawValue(rule.decision)) + " " +
+                     (rule.toolPattern == "*" ? std::string("every tool") : rule.toolPattern);
+  if (rule.account && !rule.account->empty()) text += " for the account " + Display::harmless(*rule.account);
+  for (const auto& [key, value] : rule.match) {
+    text += " where " + Display::harmless(key) + " contains \"" + Display::harmless(value) + "\"";
+  }
+  return text;
+}
+
+[[noreturn]] void wrong(const std::string& text) {
+  throw CommandError(ExitStatus::wrongUsage, text);
+}
+
+/// A pattern that can never match is refused: the owner would believe in a protection that isn't there. One that
+/// matches nothing yet is a warning, since the catalogue grows.
+void checkPattern(const std::string& pattern) {
+  if (pattern == "*") return;
+  const bool family = pattern.ends_with(".*");
+  const std::string stem = family ? pattern.substr(0, pattern.size() - 2) : pattern;
+  if (stem.empty() || stem.find('*') != std::string::npos) {
+    wrong("the tool pattern \"" + pattern + "\" can match nothing; it is *, or a family like note.*, or a tool's id");
+  }
+  PolicyRule probe;
+  probe.toolPattern = pattern;
+  const auto& tools = Tools::all();
+  if (std::any_of(tools.begin(), tools.end(), [&](const Tool& tool) { return probe.matches(tool.id, {}); })) return;
+  Terminal::say("tavro: warning: no tool matches \"" + pattern + "\" today" + Nearest::hint(pattern, Catalogue::ids()));
+}
+
+std::map<std::string, std::string> parsedMatch(const std::vector<std::string>& pairs) {
+  std::map<std::string, std::string> match;
+  for (const auto& pair : pairs) {
+    const std::size_t equals = pair.find('=');
+    if (equals == std::string::npos || equals == 0 || equals + 1 == pair.size()) {
+      wrong("--match wants an argument's name and a text that it must contain, key=text, not \"" + pair + "\"");
+    }
+    if (!match.emplace(pair.substr(0, equals), pair.substr(equals + 1)).second) {
+      wrong("--match names " + pair.substr(0, equals) + " twice; a rule holds one text for an argument");
+    }
+  }
+  return match;
+}
+
+struct Addition {
+  std::string pattern;
+  std::string decision;
+  std::optional<std::string> account = std::nullopt;
+  std::vector<std::string> match = {};
+  Owner::Consent consent = {};
+
+  PolicyRule rule() const {
+    const auto known = decisionFromRawValue(decision);
+    if (!known) {
+      wrong("unknown decision: " + decision + Nearest::hint(decision, {"allow", "ask", "deny"}) +
+            " A rule says allow, ask or deny");
+    }
+    if (account && account->empty()) wrong("--account is empty; leave it out for a rule about every account");
+    checkPattern(pattern);
+    return {.account = account, .toolPattern = pattern, .match = parsedMatch(match), .decision = *known};
+  }
+
+  ExitStatus add() const {
+    PolicyRule added = rule();
+    if (!consent.ask("", "Add the rule: " + sentence(added) + "?")) {
+      Terminal::say("no rule was added");
+      return ExitStatus::failed;
+    }
+    do {
+      added.id = Uuid::shortId();
+    } while (rules().get(added.id));
+    added.createdAt = Timestamps::now();
+    rules().upsert(added);
+    Terminal::print(added.id + "\n");
+    return ExitStatus::done;
+  }
+};
+
+/// The verbs that go over rules by their ids. All ids are looked up before anything changes.
+struct Selection {
+  std::vector<std::string> ids;
+  Owner::Consent consent;
+
+  std::vector<PolicyRule> selected() const {
+    const auto all = rules().all();
+    std::vector<std::string> known;
+    for (const auto& rule : *all) known.push_back(rule.id);
+    std::vector<PolicyRule> result;
+    for (const auto& typed : ids) {
+      const std::string id = Nearest::id("rule", typed, known);
+      result.push_back(*std::find_if(all->begin(), all->end(), [&](const auto& rule) { return rule.id == id; }));
+    }
+    return result;
+  }
+
+  /// `change` says false for a rule that was gone already.
+  ExitStatus apply(const std::string& question, const std::function<bool(const PolicyRule&)>& change) const {
+    const auto chosen = selected();
+    std::string matter;
+    for (const auto& rule : chosen) {
+      matter += "  " + Display::harmless(rule.id) + (rule.enabled ? "  " : "  (off) ") + sentence(rule) + "\n";
+    }
+    if (!consent.ask(matter, question)) {
+      Terminal::say("nothing was changed");
+      return ExitStatus::failed;
+    }
+    ExitStatus status = ExitStatus::done;
+    for (const auto& rule : chosen) {
+      if (change(rule)) continue;
+      Terminal::say("tavro: the rule " + rule.id + " has gone meanwhile");
+      status = ExitStatus::failed;
+    }
+    return status;
+  }
+};
+
+Work overSelection(CLI::App& command, const std::string& verb, const std::string& question,
+                   std::function<bool(const PolicyRule&)> change) {
+  auto selection = std::make_shared<Selection>();
+  command.add_option("ID", selection->ids, "Id of a rule; its first characters will do")->required();
+  selection->consent.declare(command);
+  return [selection, verb, question, change = std::move(change)] {
+    selection->consent.require(verb);
+    return selection->apply(question, change);
+  };
+}
+
+}  // namespace
+
+namespace PolicyVerbs {
+
+Work ruleList(CLI::App& command) {
+  auto json = std::make_shared<bool>(false);
+  command.add_flag("--json", *json, "Print JSON");
+  return [json] { return list(*json); };
+}
+
+Work ruleAdd(CLI::App& command) {
+  auto addition = std::make_shared<Addition>();
+  command.add_option("--tool", addition->pattern, "A tool's id, a family like note.*, or *")->required();
+  command.add_option("--decision", addition->decision, "allow, ask or deny")->required();
+  command.add_option("--account", addition->account, "Only calls whose argument `account` is this");
+  command.add_option("--match", addition->match, "key=text: only calls whose argument `key` contains the text")
+      ->allow_extra_args(false);
+  addition->consent.declare(command);
+  return [addition] {
+    addition->consent.require("rule add");
+    return addition->add();
+  };
+}
+
+Work ruleRemove(CLI::App& command) {
+  return overSelection(command, "rule rm", "Remove for good?",
+                       [](const PolicyRule& rule) { return rules().remove(rule.id); });
+}
+
+Work ruleEnable(CLI::App& command) {
+  return overSelection(command, "rule enable", "Switch on?",
+                       [](const PolicyRule& rule) { return rules().setEnabled(rule.id, true); });
+}
+
+Work ruleDisable(CLI::App& command) {
+  return overSelection(command, "rule disable", "Switch off?",
+                       [](const PolicyRule& rule) { return rules().setEnabled(rule.id, false); });
+}
+
+}  // namespace PolicyVerbs

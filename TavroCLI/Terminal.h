@@ -1,0 +1,33 @@
+// The person on the other side: results go to standard output, talk to standard error, questions to the terminal
+// itself. Text is written at once; a reader that has gone away is no failure, a full disk is.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace Terminal {
+
+enum class Style { plain, bold, dim, red, green, yellow };
+
+bool outputIsTerminal();
+/// `text` in that style; unchanged where standard output is no terminal, or NO_COLOR is set, or TERM is "dumb".
+std::string styled(std::string_view text, Style style);
+/// Columns of the terminal that questions are asked on; 0 when there is none.
+std::size_t columns();
+
+/// Writes a result as it stands. Throws CommandError when it can't be written.
+void print(std::string_view text);
+/// Writes a text from outside, such as a tool's output: harmless (Display.h) on a terminal, byte by byte elsewhere;
+/// a line break is added when the text has none at its end.
+void printForeign(std::string_view text);
+/// Tells the person something on standard error, a line or several, always harmless.
+void say(std::string_view text);
+
+/// Can a person be asked? On the controlling terminal, or on standard input when that is a terminal.
+bool canAsk();
+/// Shows `matter` and the question where the answer is typed, even when the outputs are redirected. True for "y" and
+/// "yes"; anything else, the end of input too, is no. Only when `canAsk()`.
+bool ask(std::string_view matter, std::string_view question);
+
+}  // namespace Terminal

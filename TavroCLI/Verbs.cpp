@@ -1,0 +1,134 @@
+#include "TavroCLI/Verbs.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <map>
+
+#include "TavroCLI/AuditVerbs.h"
+#include "TavroCLI/CompletionVerb.h"
+#include "TavroCLI/DesktopVerb.h"
+#include "TavroCLI/Nearest.h"
+#include "TavroCLI/PolicyVerbs.h"
+#include "TavroCLI/QueueVerbs.h"
+#include "TavroCLI/RunVerb.h"
+#include "TavroCLI/Terminal.h"
+#include "TavroCLI/ToolsVerb.h"
+
+namespace {
+
+const std::vector<Verb> table = {
+    {"run", "TOOL key=value...", "run a tool through the gate", RunVerb::run},
+    {"tools", "[ID]", "the tools there are, or one of them whole", ToolsVerb::tools},
+    {"pending", "[ID]", "the actions that wait for approval, or one of them whole", QueueVerbs::pending},
+    {"approve", "ID...", "let queued actions run, each after showing it and asking", QueueVerbs::approve},
+    {"reject", "ID...", "drop queued actions", QueueVerbs::reject},
+    {"mode", "[panic|copilote|yolo]", "the autonomy mode, or change it", PolicyVerbs::mode},
+    {"rule",
+     "",
+     "standing orders: allow, ask or deny",
+     nullptr,
+     {{"list", "", "the rules, newest first", PolicyVerbs::ruleList},
+      {"add", "--tool P --decision D", "add a rule (--account A, --match key=text)", PolicyVerbs::ruleAdd},
+      {"rm", "ID...", "remove rules", PolicyVerbs::ruleRemove},
+      {"enable", "ID...", "switch rules on", PolicyVerbs::ruleEnable},
+      {"disable", "ID...", "switch rules off", PolicyVerbs::ruleDisable}}},
+    {"audit",
+     "[TEXT]",
+     "what was asked, decided and done, newest first",
+     AuditVerbs::audit,
+     {{"purge", "--older-than DAYS", "delete old lines", AuditVerbs::purge}}},
+    {"desktop",
+     "",
+     "the Linux desktop that tools act on",
+     nullptr,
+     {{"init", "[--sample]", "set it up, with a few notes and contacts", DesktopVerb::init}}},
+    {"completion", "bash|zsh|fish", "a script that completes this command", CompletionVerb::completion},
+};
+
+using Works = std::map<const CLI::App*, Work>;
+
+/// Turns the rows into CLI11's commands and notes what each one does.
+void declare(CLI::App& parent, const std::vector<Verb>& verbs, Works& works) {
+  for (const auto& verb : verbs) {
+    CLI::App* command = parent.add_subcommand(verb.name, verb.summary);
+    if (verb.declare) works[command] = verb.declare(*command);
+    declare(*command, verb.children, works);
+    if (!verb.declare) command->require_subcommand(1);
+  }
+}
+
+/// Answers a verb that isn't there before CLI11 does, which doesn't know the nearest.
+void checkVerbs(const std::vector<std::string>& arguments) {
+  const std::vector<Verb>* verbs = &table;
+  for (const auto& word : arguments) {
+    if (word.starts_with('-')) return;
+    const auto found = std::find_if(verbs->begin(), verbs->end(), [&](const Verb& verb) { return word == verb.name; });
+    if (found == verbs->end()) {
+      std::vector<std::string> names;
+      for (const auto& verb : *verbs) names.emplace_back(verb.name);
+      throw CommandError(ExitStatus::wrongUsage,
+                         "unknown verb: " + word + Nearest::hint(word, names) + " `tavro` alone lists them");
+    }
+    if (found->declare) return;  // what follows are its arguments
+    verbs = &found->children;
+  }
+}
+
+const CLI::App& deepest(const CLI::App& command) {
+  const auto named = command.get_subcommands();
+  return named.empty() ? command : deepest(*named.back());
+}
+
+void addUsage(std::string& text, const std::string& prefix, const std::vector<Verb>& verbs) {
+  constexpr std::size_t column = 36;
+  for (const auto& verb : verbs) {
+    const std::string name = prefix + verb.name;
+    std::string line = "  " + name + (*verb.arguments ? " " : "") + verb.arguments;
+    line.resize(std::max(line.size() + 1, column), ' ');
+    if (verb.declare) text += line + verb.summary + "\n";
+    addUsage(text, name + " ", verb.children);
+  }
+}
+
+}  // namespace
+
+namespace Verbs {
+
+const std::vector<Verb>& all() {
+  return table;
+}
+
+std::string usage() {
+  std::string text = "tavro: what an agent may do on your behalf, under your control.\n\n";
+  addUsage(text, "", table);
+  return text +
+         "\nListings take --json. What changes something asks first, or takes --yes.\n"
+         "Exit status: 0 done, 1 failed, 2 wrong usage, 3 queued for approval, 4 denied.\n"
+         "`tavro VERB --help` tells more of a verb.\n";
+}
+
+ExitStatus perform(std::vector<std::string> arguments) {
+  if (arguments.empty() || arguments == std::vector<std::string>{"help"}) arguments = {"--help"};
+  checkVerbs(arguments);
+  CLI::App app("", "tavro");
+  app.set_version_flag("--version", "tavro " TAVRO_VERSION);
+  Works works;
+  declare(app, table, works);
+  try {
+    std::reverse(arguments.begin(), arguments.end());  // as CLI11 wants them
+    app.parse(arguments);
+  } catch (const CLI::CallForHelp&) {
+    const CLI::App& asked = deepest(app);
+    Terminal::print(&asked == &app ? usage() : asked.help());
+    return ExitStatus::done;
+  } catch (const CLI::CallForVersion& version) {
+    Terminal::print(std::string(version.what()) + "\n");
+    return ExitStatus::done;
+  } catch (const CLI::ParseError& failure) {
+    throw CommandError(ExitStatus::wrongUsage, std::string(failure.what()));
+  }
+  const auto work = works.find(&deepest(app));
+  return work == works.end() ? ExitStatus::wrongUsage : work->second();
+}
+
+}  // namespace Verbs
