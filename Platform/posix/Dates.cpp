@@ -141,14 +141,8 @@ Instant fromLocal(const Local& fields) {
   return Instant{seconds(!shows(before) && shows(after) ? after : before)};
 }
 
-FixedClock::FixedClock(Instant instant) : outer_(fixedInstant()) {
-  fixedInstant() = instant;
-}
-FixedClock::~FixedClock() {
-  fixedInstant() = outer_;
-}
-void FixedClock::set(Instant instant) {
-  fixedInstant() = instant;
-}
+FixedClock::FixedClock(Instant instant) : outer_(fixedInstant()) { fixedInstant() = instant; }
+FixedClock::~FixedClock() { fixedInstant() = outer_; }
+void FixedClock::set(Instant instant) { fixedInstant() = instant; }
 
 }  // namespace Dates

@@ -40,9 +40,7 @@ std::filesystem::path expandTilde(std::string_view text) {
   return rest == std::string_view::npos ? home() : home() / text.substr(rest);
 }
 
-std::filesystem::path temporaryDirectory() {
-  return value("TMPDIR").value_or("/tmp");
-}
+std::filesystem::path temporaryDirectory() { return value("TMPDIR").value_or("/tmp"); }
 
 std::filesystem::path userDataDirectory() {
   const auto variable = value("XDG_DATA_HOME");

@@ -52,9 +52,7 @@ Descriptor openFile(const fs::path& path, int flags, mode_t mode = 0) {
   return Descriptor(uninterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC, mode); }));
 }
 
-bool isAbsence(int errorNumber) {
-  return errorNumber == ENOENT || errorNumber == ENOTDIR;
-}
+bool isAbsence(int errorNumber) { return errorNumber == ENOENT || errorNumber == ENOTDIR; }
 
 std::optional<struct stat> entryAt(const fs::path& path) {
   struct stat entry {};
@@ -74,9 +72,7 @@ void flush(const Task& task, const Descriptor& file) {
   task.check(uninterrupted([&] { return fsync(file.number()); }) == 0);
 }
 
-fs::path folderOf(const fs::path& path) {
-  return path.has_parent_path() ? path.parent_path() : fs::path(".");
-}
+fs::path folderOf(const fs::path& path) { return path.has_parent_path() ? path.parent_path() : fs::path("."); }
 
 /// Makes a new or changed name in the folder survive a power cut. A folder that we may write to but
 /// not read, and a file system that doesn't flush folders, are taken as they are.
@@ -154,13 +150,18 @@ void keepAttributes(const Task& task, const Descriptor& file, const struct stat&
   task.check(fchmod(file.number(), replaced.st_mode & permissionBits) == 0);
 }
 
-/// Reserves the blocks of the first `size` bytes without a change to the file's length. Not by
+/// Makes room for `size` bytes, or leaves the file as it was and the reason in errno. Not by
 /// posix_fallocate, which writes into the file where the file system offers nothing better.
 bool reserve(const Descriptor& file, std::size_t size) {
-  if (size == 0) return true;
+  struct stat before {};
+  if (size == 0 || fstat(file.number(), &before) != 0) return size == 0;
   const auto length = static_cast<off_t>(size);
-  if (uninterrupted([&] { return fallocate(file.number(), FALLOC_FL_KEEP_SIZE, 0, length); }) == 0) return true;
-  return errno == EOPNOTSUPP || errno == ENOSYS || errno == ENODEV || errno == ESPIPE;
+  if (uninterrupted([&] { return fallocate(file.number(), 0, 0, length); }) == 0) return true;
+  const int failure = errno;
+  if (failure == EOPNOTSUPP || failure == ENOSYS || failure == ENODEV || failure == ESPIPE) return true;
+  static_cast<void>(!ftruncate(file.number(), before.st_size));  // what was added until the disk was full
+  errno = failure;
+  return false;
 }
 
 void writeOver(const Task& task, const Descriptor& file, std::string_view bytes) {
@@ -292,9 +293,6 @@ void overwrite(const fs::path& path, std::string_view bytes, mode_t mode) {
   task.check(file.isOpen());
   if (!reserve(file, bytes.size())) {
     const int failure = errno;
-    struct stat entry {};
-    // Gives the blocks back that were reserved behind the end before the disk was full.
-    if (fstat(file.number(), &entry) == 0) static_cast<void>(!ftruncate(file.number(), entry.st_size));
     if (isNew) unlink(path.c_str());
     task.fail(failure);
   }

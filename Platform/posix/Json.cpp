@@ -62,14 +62,8 @@ std::optional<std::map<std::string, std::string>> parseTexts(std::string_view te
   return texts;
 }
 
-std::string write(const Json& value) {
-  return dump(value, -1);
-}
-std::string write(const OrderedJson& value) {
-  return dump(value, -1);
-}
-std::string writePretty(const Json& value) {
-  return dump(value, 2);
-}
+std::string write(const Json& value) { return dump(value, -1); }
+std::string write(const OrderedJson& value) { return dump(value, -1); }
+std::string writePretty(const Json& value) { return dump(value, 2); }
 
 }  // namespace JsonText

@@ -26,17 +26,13 @@ LaunchFailure::LaunchFailure(Stage stage, int errorNumber, const std::string& pr
       stage_(stage),
       errorNumber_(errorNumber) {}
 
-std::string LaunchFailure::reason() const {
-  return std::generic_category().message(errorNumber_);
-}
+std::string LaunchFailure::reason() const { return std::generic_category().message(errorNumber_); }
 
 namespace {
 
 using Stage = LaunchFailure::Stage;
 
-bool holdsNul(const std::string& text) {
-  return text.find('\0') != std::string::npos;
-}
+bool holdsNul(const std::string& text) { return text.find('\0') != std::string::npos; }
 
 /// What the kernel takes: null-terminated lists of pointers into texts that live here.
 class Vectors {
@@ -164,9 +160,7 @@ class Attributes {
   posix_spawnattr_t attributes_{};
 };
 
-bool isPath(const std::filesystem::path& program) {
-  return program.native().find('/') != std::string::npos;
-}
+bool isPath(const std::filesystem::path& program) { return program.native().find('/') != std::string::npos; }
 
 /// A started child, reaped at the latest when this goes.
 class Child {

@@ -91,9 +91,7 @@ std::optional<Number> parseWhole(std::string_view text) noexcept {
 
 }  // namespace
 
-bool isValidUTF8(std::string_view bytes) noexcept {
-  return endOfValid(bytes, 0) == bytes.size();
-}
+bool isValidUTF8(std::string_view bytes) noexcept { return endOfValid(bytes, 0) == bytes.size(); }
 
 std::string repairUTF8(std::string bytes) {
   std::size_t bad = endOfValid(bytes, 0);
@@ -170,9 +168,7 @@ std::string replaceAll(std::string_view text, std::string_view from, std::string
   return replaced.append(text, begin);
 }
 
-std::optional<long long> parseInteger(std::string_view text) noexcept {
-  return parseWhole<long long>(text);
-}
+std::optional<long long> parseInteger(std::string_view text) noexcept { return parseWhole<long long>(text); }
 
 std::optional<double> parseReal(std::string_view text) noexcept {
   const auto number = parseWhole<double>(text);

@@ -34,9 +34,7 @@ std::string asciiMapped(std::string_view text, char first, char last, int distan
   return mapped;
 }
 
-std::string asciiLowered(std::string_view text) {
-  return asciiMapped(text, 'A', 'Z', 'a' - 'A');
-}
+std::string asciiLowered(std::string_view text) { return asciiMapped(text, 'A', 'Z', 'a' - 'A'); }
 
 /// Runs one of ICU's operations from text to text.
 template <typename Operation>

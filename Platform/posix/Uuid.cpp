@@ -13,8 +13,6 @@ std::string random() {
   return text;
 }
 
-std::string shortId() {
-  return random().substr(0, 8);
-}
+std::string shortId() { return random().substr(0, 8); }
 
 }  // namespace Uuid

@@ -1,0 +1,189 @@
+// Guards the road to other programs: no deadlock whatever a child does with its handles, nothing of ours
+// left in it, and an end that is told truly.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "Platform/Files.h"
+#include "Platform/Process.h"
+#include "Platform/Text.h"
+#include "tests/platform/TemporaryDirectory.h"
+
+namespace {
+
+using Process::LaunchFailure;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+Process::Command shell(const std::string& script) { return {.program = "/bin/sh", .arguments = {"-c", script}}; }
+
+int failureOf(const Process::Command& command, void (*start)(const Process::Command&)) {
+  try {
+    start(command);
+    return 0;
+  } catch (const LaunchFailure& failure) {
+    EXPECT_EQ(failure.stage(), LaunchFailure::Stage::spawn);
+    EXPECT_EQ(failure.description(), "could not start " + command.program.native() + ": " + failure.reason());
+    return failure.errorNumber();
+  }
+}
+
+void runOnly(const Process::Command& command) { Process::run(command); }
+
+/// Waits for what another process does, without a fixed pause.
+template <typename Condition>
+bool eventually(Condition condition) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (std::chrono::steady_clock::now() < limit) {
+    if (condition()) return true;
+    std::this_thread::yield();
+  }
+  return false;
+}
+
+TEST(Process, drainsBothOutputsAndFeedsTheInputAtOnce) {
+  // Each of the three is larger than any pipe, and the child moves them in turn.
+  Process::Command command = shell("head -c 3000000 /dev/zero >&2; cat; head -c 3000000 /dev/zero >&2");
+  command.input = std::string(5'000'000, 'i');
+  const auto result = Process::run(command);
+  EXPECT_TRUE(result.status.ok());
+  EXPECT_EQ(result.output, command.input);
+  EXPECT_EQ(result.errors.size(), 6'000'000U);
+}
+
+TEST(Process, survivesAChildThatDoesNotReadItsInput) {
+  for (const char* script : {"exit 3", "exec 0<&-; echo x >/dev/null; exit 3", "head -c 1 >/dev/null; exit 3"}) {
+    Process::Command command = shell(script);
+    command.input = std::string(5'000'000, 'i');
+    EXPECT_EQ(Process::run(command).status.code, 3) << script;
+  }
+  sigset_t pending;
+  sigpending(&pending);
+  EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+  EXPECT_EQ(signal(SIGPIPE, SIG_DFL), SIG_DFL) << "the process's own disposition was changed";
+}
+
+TEST(Process, tellsSignalsFromExitStatuses) {
+  const auto killed = Process::run(shell("echo before; kill -KILL $$"));
+  EXPECT_FALSE(killed.status.exited);
+  EXPECT_EQ(killed.status.signal, SIGKILL);
+  EXPECT_EQ(killed.output, "before\n");
+  const auto failed = Process::run(shell("exit 137"));
+  EXPECT_TRUE(failed.status.exited);
+  EXPECT_EQ(failed.status.code, 137);
+}
+
+TEST(Process, passesArgumentsVariablesAndFolderAsTheyAre) {
+  const TemporaryDirectory folder;
+  const ScopedVariable kept("TAVRO_TEST_KEPT", "kept");
+  const ScopedVariable replaced("TAVRO_TEST_REPLACED", "old");
+  Process::Command command = shell(R"(printf '%s|' "$@" "$TAVRO_TEST_KEPT" "$TAVRO_TEST_REPLACED"; pwd -P)");
+  for (const char* text : {"name", "a b", "'\"\\$x", "line\nbreak", "", "\xFF"}) command.arguments.push_back(text);
+  command.environment = {{"TAVRO_TEST_REPLACED", "new"}};
+  command.directory = folder.path();
+  EXPECT_EQ(Process::run(command).output,
+            "a b|'\"\\$x|line\nbreak||\xFF|kept|new|" + std::filesystem::canonical(folder.path()).native() + "\n");
+  EXPECT_TRUE(Process::run({.program = "true"}).status.ok()) << "PATH is searched for a bare name";
+}
+
+TEST(Process, aProgramThatCannotStartIsALaunchFailure) {
+  const TemporaryDirectory folder;
+  Files::replace(folder / "text", "no program");
+  for (auto start : {runOnly, Process::detach}) {
+    EXPECT_EQ(failureOf({.program = folder / "none"}, start), ENOENT);
+    EXPECT_EQ(failureOf({.program = "tavro-no-such-program"}, start), ENOENT);
+    EXPECT_EQ(failureOf({.program = folder / "text"}, start), EACCES);
+    EXPECT_EQ(failureOf({.program = "/bin/true", .arguments = {std::string("a\0b", 3)}}, start), EINVAL);
+    EXPECT_EQ(failureOf({.program = "/bin/true", .arguments = {std::string(4'000'000, 'a')}}, start), E2BIG);
+    EXPECT_EQ(failureOf({.program = "/bin/true", .directory = folder / "none"}, start), ENOENT);
+  }
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left unreaped";
+}
+
+TEST(Process, givesTheChildNothingOfOurs) {
+  const int leak = open("/dev/null", O_RDONLY);  // as a library might: without close-on-exec
+  sigset_t blocked;
+  sigset_t before;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGTERM);
+  sigprocmask(SIG_BLOCK, &blocked, &before);
+  signal(SIGUSR1, SIG_IGN);
+  const auto handles = Process::run({.program = "/bin/ls", .arguments = {"/proc/self/fd"}});
+  const auto signals = Process::run({.program = "/bin/grep", .arguments = {"^Sig[BI]", "/proc/self/status"}});
+  signal(SIGUSR1, SIG_DFL);
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  close(leak);
+  EXPECT_THAT(Text::split(handles.output, '\n', true), ElementsAre("0", "1", "2", "3"));  // 3 is ls's own
+  const auto lines = Text::split(signals.output, '\n', true);
+  ASSERT_EQ(lines.size(), 2U) << signals.output;
+  EXPECT_EQ(lines[0], "SigBlk:\t0000000000000000");
+  const auto ignored = std::stoull(lines[1].substr(lines[1].find('\t')), nullptr, 16);
+  EXPECT_EQ(ignored & ~0x1'8000'0000ULL, 0U) << "all but the two that the C library keeps to itself";
+}
+
+TEST(Process, worksWithStandardHandlesAndChildSignalsOff) {
+  // As a client may start us: SIGCHLD ignored, standard handles closed. In a process of its own.
+  const pid_t self = fork();
+  if (self == 0) {
+    signal(SIGCHLD, SIG_IGN);
+    for (int handle = 0; handle < 3; ++handle) close(handle);
+    Process::Command command = shell("cat; echo bad >&2; exit 4");
+    command.input = "text";
+    const auto result = Process::run(command);
+    _exit(result.status.code == 4 && result.output == "text" && result.errors == "bad\n" ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(self, &status, 0);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(Process, discardedAndInheritedOutputsAreNotGathered) {
+  Process::Command command = shell("echo out; echo err >&2");
+  command.output = Process::Output::discard;
+  EXPECT_EQ(Process::run(command).output, "");
+  EXPECT_EQ(Process::run(command).errors, "err\n");
+}
+
+TEST(Process, aDetachedChildHasASessionOfItsOwnAndIsNoZombieOfOurs) {
+  const TemporaryDirectory folder;
+  // The fourth handle of the shell is the pipe that it reads the answers from.
+  Process::Command command = shell(R"(
+    told=$(readlink /proc/$$/fd/0 /proc/$$/fd/1 /proc/$$/fd/2; ls /proc/$$/fd | wc -l; ps -o sid= -p $$; echo $$)
+    echo "$told" > new; mv new told; read gone < hold)");
+  command.directory = folder.path();
+  ASSERT_EQ(mkfifo((folder / "hold").c_str(), 0600), 0);
+  Process::detach(command);
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left to reap";
+  ASSERT_TRUE(eventually([&] { return Files::exists(folder / "told"); }));
+  const auto told = Text::split(*Files::read(folder / "told"), '\n', true);
+  ASSERT_EQ(told.size(), 6U);
+  for (int handle = 0; handle < 3; ++handle) EXPECT_EQ(told[static_cast<std::size_t>(handle)], "/dev/null");
+  EXPECT_EQ(told[3], "4");
+  EXPECT_EQ(Text::trim(told[4]), told[5]);
+  const auto process = static_cast<pid_t>(Text::parseInteger(told[5]).value_or(0));
+  EXPECT_TRUE(Process::isAlive(process));
+  Files::append(folder / "hold", "");  // opens and closes the pipe that it reads
+  EXPECT_TRUE(eventually([&] { return !Process::isAlive(process); }));
+}
+
+TEST(Process, aZombieIsNotAlive) {
+  const pid_t child = fork();
+  if (child == 0) _exit(0);
+  siginfo_t info;
+  waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
+  EXPECT_FALSE(Process::isAlive(child));
+  waitpid(child, nullptr, 0);
+  EXPECT_FALSE(Process::isAlive(child));
+  EXPECT_TRUE(Process::isAlive(getpid()));
+  EXPECT_TRUE(Process::isAlive(1));
+  EXPECT_FALSE(Process::isAlive(0));
+  EXPECT_FALSE(Process::isAlive(-1));
+}
+
+}  // namespace
