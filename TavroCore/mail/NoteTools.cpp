@@ -9,9 +9,7 @@
 namespace {
 
 /// A note's body is HTML, where a line feed is no line break.
-std::string withLineBreaks(const std::string& text) {
-  return Text::replaceAll(text, "\n", "<br>");
-}
+std::string withLineBreaks(const std::string& text) { return Text::replaceAll(text, "\n", "<br>"); }
 
 Script updateScript(const Arguments& args) {
   const auto& append = argument(args, "append");

@@ -5,9 +5,7 @@
 
 namespace {
 
-bool isUnsafe(char c) {
-  return c == '/' || c == '\x7F' || (c >= 0 && c < ' ');
-}
+bool isUnsafe(char c) { return c == '/' || c == '\x7F' || (c >= 0 && c < ' '); }
 
 /// At most `limit` bytes, cut between characters.
 std::string_view shortened(std::string_view text, std::size_t limit) {

@@ -146,20 +146,14 @@ Times times(const fs::path& path) {
   return {knowsBirth ? std::min(modified, instant(info.stx_btime.tv_sec, info.stx_btime.tv_nsec)) : modified, modified};
 }
 
-std::string account(const std::string& path) {
-  return path.substr(0, path.find('/'));
-}
-std::string folderOf(const std::string& note) {
-  return note.substr(0, note.rfind('/'));
-}
+std::string account(const std::string& path) { return path.substr(0, path.find('/')); }
+std::string folderOf(const std::string& note) { return note.substr(0, note.rfind('/')); }
 
 }  // namespace
 
 NotesStore::NotesStore(fs::path root) : root_(std::move(root)) {}
 
-std::vector<std::string> NotesStore::accounts() const {
-  return entries(root_, isDirectory);
-}
+std::vector<std::string> NotesStore::accounts() const { return entries(root_, isDirectory); }
 
 std::vector<std::string> NotesStore::folders(const std::string& parent) const {
   return below(parent, entries(file(parent), isDirectory));
@@ -169,9 +163,7 @@ std::vector<std::string> NotesStore::notes(const std::string& folder) const {
   return below(folder, entries(file(folder), isNoteFile));
 }
 
-bool NotesStore::isFolder(const std::string& path) const {
-  return Files::isDirectory(file(path));
-}
+bool NotesStore::isFolder(const std::string& path) const { return Files::isDirectory(file(path)); }
 bool NotesStore::isNote(const std::string& path) const {
   std::error_code ignored;
   return fs::is_regular_file(file(path), ignored);
@@ -211,9 +203,7 @@ Dates::Instant NotesStore::created(const std::string& note) const {
   return created ? *created : times(file(note)).born;
 }
 
-Dates::Instant NotesStore::modified(const std::string& note) const {
-  return times(file(note)).modified;
-}
+Dates::Instant NotesStore::modified(const std::string& note) const { return times(file(note)).modified; }
 
 void NotesStore::setBody(const std::string& note, string_view html) {
   const auto path = file(note);
@@ -258,6 +248,14 @@ bool NotesStore::removeNote(const std::string& note) {
   if (folderOf(note) == trash) return Files::remove(file(note));
   moveNote(note, trash);
   return true;
+}
+
+void NotesStore::removeFolder(const std::string& folder) {
+  const auto inner = fs::is_symlink(file(folder)) ? std::vector<std::string>{} : folders(folder);
+  for (const auto& one : inner) removeFolder(one);
+  for (const auto& note : notes(folder)) removeNote(note);
+  std::error_code ignored;  // a folder with files of other programs stays
+  fs::remove(file(folder), ignored);
 }
 
 std::string NotesStore::defaultAccount() const {

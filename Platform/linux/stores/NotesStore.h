@@ -61,6 +61,8 @@ class NotesStore {
   std::string moveNote(const std::string& note, const std::string& folder);
   /// Moves the note to its account's trash; from there, removes it for good. False when it was gone.
   bool removeNote(const std::string& note);
+  /// Removes every note of the folder and of those in it, and then the directories that are empty.
+  void removeFolder(const std::string& folder);
 
   /// Where a note goes that nobody said a folder for: the first account, its folder "Notes" or else its
   /// first folder. Neither needs to exist yet.

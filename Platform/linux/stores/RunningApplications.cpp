@@ -18,9 +18,7 @@ namespace {
 
 using Entries = std::map<std::string, std::string>;  // name, since when
 
-std::filesystem::path file() {
-  return Desktop::root() / "running.json";
-}
+std::filesystem::path file() { return Desktop::root() / "running.json"; }
 
 Dates::Instant systemStart() {
   timespec since = {};
@@ -38,9 +36,7 @@ Entries load() {
   return entries;
 }
 
-void save(const Entries& entries) {
-  Files::replace(file(), JsonText::writePretty(Json(entries)) + "\n");
-}
+void save(const Entries& entries) { Files::replace(file(), JsonText::writePretty(Json(entries)) + "\n"); }
 
 /// Holds other scripts off between our reading and our writing; the system frees it with the process.
 class Lock {

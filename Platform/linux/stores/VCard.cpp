@@ -9,12 +9,8 @@ namespace {
 
 using std::string_view;
 
-char upper(char c) {
-  return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-}
-char lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
+char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
 std::string uppercase(string_view text) {
   std::string result(text);
@@ -139,9 +135,7 @@ std::string VCard::Property::value() const {
   return colon == std::string::npos ? "" : line.substr(colon + 1);
 }
 
-std::string VCard::Property::text() const {
-  return unescaped(value());
-}
+std::string VCard::Property::text() const { return unescaped(value()); }
 
 std::vector<std::string> VCard::Property::components() const {
   const auto whole = value();
@@ -272,9 +266,7 @@ std::string VCard::Card::bytes() const {
   return bytes;
 }
 
-std::string VCard::Card::lineEnd() const {
-  return properties_.front()->raw.ends_with("\r\n") ? "\r\n" : "\n";
-}
+std::string VCard::Card::lineEnd() const { return properties_.front()->raw.ends_with("\r\n") ? "\r\n" : "\n"; }
 
 // ---- Files.
 
@@ -322,6 +314,4 @@ std::string VCard::File::bytes() const {
   return bytes + rest;
 }
 
-VCard::File VCard::parse(string_view bytes) {
-  return CardReader().read(bytes);
-}
+VCard::File VCard::parse(string_view bytes) { return CardReader().read(bytes); }

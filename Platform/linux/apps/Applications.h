@@ -1,0 +1,20 @@
+// The scriptable applications of the Linux desktop.
+#pragma once
+
+#include <memory>
+
+#include "Platform/linux/applescript/Application.h"
+
+namespace Applications {
+
+/// Finds Notes, Contacts, Finder and System Events, each made when a script first names it and kept
+/// while the directory lives. They work on the stores below Desktop::root().
+std::unique_ptr<AppleScript::Directory> installedApplications();
+
+// One application each.
+std::shared_ptr<AppleScript::Application> notes();
+std::shared_ptr<AppleScript::Application> contacts();
+std::shared_ptr<AppleScript::Application> finder();
+std::shared_ptr<AppleScript::Application> systemEvents();
+
+}  // namespace Applications

@@ -1,0 +1,127 @@
+#include "Platform/linux/apps/DesktopApplication.h"
+
+#include <algorithm>
+#include <array>
+
+#include "Platform/linux/stores/RunningApplications.h"
+
+using namespace AppleScript;
+
+namespace {
+
+/// Every application has these.
+const std::vector<PropertyTerm> commonProperties = {{"name"}, {"version"}, {"running"}, {"frontmost"}};
+
+Dictionary withCommonTerms(Dictionary dictionary) {
+  auto& classes = dictionary.classes;
+  auto found =
+      std::find_if(classes.begin(), classes.end(), [](const auto& term) { return term.name == "application"; });
+  if (found == classes.end()) found = classes.insert(found, {.name = "application", .plural = "applications"});
+  found->properties.insert(found->properties.end(), commonProperties.begin(), commonProperties.end());
+  return dictionary;
+}
+
+bool isOneOf(std::string_view word, std::initializer_list<std::string_view> words) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+}  // namespace
+
+// ---- The application.
+
+DesktopApplication::DesktopApplication(std::string name, Dictionary dictionary)
+    : name_(std::move(name)), dictionary_(withCommonTerms(std::move(dictionary))) {}
+
+/// Only a note of what runs, so a failure to take it is no reason to refuse the script's work.
+void DesktopApplication::start() {
+  if (isBackground() || std::exchange(isStarted_, true)) return;
+  try {
+    RunningApplications::add(name_);
+  } catch (const Error&) {
+    isStarted_ = false;
+  }
+}
+
+Value DesktopApplication::property(std::string_view name) {
+  if (name == "name") return name_;
+  if (name == "version") return "1.0";
+  if (name == "running") return isBackground() || RunningApplications::contains(name_);
+  if (name == "frontmost") return false;
+  start();
+  return ownProperty(name);
+}
+
+std::vector<ObjectPtr> DesktopApplication::elements(std::string_view className) {
+  start();
+  return ownElements(className);
+}
+
+Value DesktopApplication::perform(const Command& command) {
+  if (command.name == "quit") {
+    prepareToQuit();
+    RunningApplications::remove(name_);
+    isStarted_ = false;
+    return {};
+  }
+  start();
+  return isOneOf(command.name, {"activate", "launch", "run", "reopen"}) ? Value() : execute(command);
+}
+
+Value DesktopApplication::ownProperty(std::string_view) { return Missing(); }
+std::vector<ObjectPtr> DesktopApplication::ownElements(std::string_view) { return {}; }
+
+// ---- Objects.
+
+DesktopObject::DesktopObject(DesktopApplication& owner) : keepsOwnerAlive_(owner.shared_from_this()), owner_(&owner) {}
+
+bool DesktopObject::same(const Object& other) const {
+  return className() == other.className() && specifier() == other.specifier();
+}
+
+// ---- Values.
+
+namespace DesktopValues {
+
+Value date(Dates::Instant instant) {
+  const auto local = Dates::local(instant);
+  const std::chrono::year_month_day day(std::chrono::year(local.year),
+                                        std::chrono::month(static_cast<unsigned>(local.month)),
+                                        std::chrono::day(static_cast<unsigned>(local.day)));
+  const std::int64_t days = std::chrono::sys_days(day).time_since_epoch().count();
+  return Date{days * 86400 + local.hour * 3600 + local.minute * 60 + local.second};
+}
+
+std::string quoted(std::string_view text) { return sourceForm(Value(text)); }
+
+void notUnderstood(const Command& command) {
+  const auto what = command.direct.isNothing()
+                        ? command.target ? sourceForm(command.target) : std::string("application")
+                        : sourceForm(command.direct);
+  throw ScriptError(ErrorNumber::notUnderstood, what + " doesn’t understand the “" + command.name + "” message.");
+}
+
+std::vector<ObjectPtr> objects(const Command& command) {
+  std::vector<ObjectPtr> found;
+  if (const auto list = command.direct.list())
+    for (const auto& item : *list) found.push_back(item.object());
+  else
+    found.push_back(command.direct.object());
+  if (std::find(found.begin(), found.end(), nullptr) != found.end()) notUnderstood(command);
+  return found;
+}
+
+Making making(const Command& command) {
+  Making result{.className = {}, .place = command.target, .properties = {}};
+  if (const auto type = command.parameter("new"); type && type->as<TypeName>())
+    result.className = type->as<TypeName>()->name;
+  if (const auto at = command.parameter("at")) {
+    const auto insertion = at->as<std::shared_ptr<const Insertion>>();
+    result.place = insertion ? (*insertion)->container : at->object();
+  }
+  if (const auto properties = command.parameter("with properties"); properties && properties->record())
+    result.properties = *properties->record();
+  if (!result.place) notUnderstood(command);
+  return result;
+}
+
+}  // namespace DesktopValues

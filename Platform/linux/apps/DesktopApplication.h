@@ -1,0 +1,77 @@
+// What the applications of the desktop have in common. Their lives above all: as on a Mac, a script that
+// talks to an application starts it, and it runs until it is told to quit. To ask for its name, or
+// whether it runs, starts nothing.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Dates.h"
+#include "Platform/linux/applescript/Application.h"
+#include "Platform/linux/applescript/Coercion.h"
+
+class DesktopApplication : public AppleScript::Application {
+ public:
+  /// `dictionary` need not tell the properties that every application has.
+  DesktopApplication(std::string name, AppleScript::Dictionary dictionary);
+
+  std::string name() const final { return name_; }
+  const AppleScript::Dictionary& dictionary() const final { return dictionary_; }
+
+  AppleScript::Value property(std::string_view name) final;
+  std::vector<AppleScript::ObjectPtr> elements(std::string_view className) final;
+  AppleScript::Value perform(const AppleScript::Command& command) final;
+
+ protected:
+  // What the application itself does with the terms of its dictionary.
+  virtual AppleScript::Value ownProperty(std::string_view name);
+  virtual std::vector<AppleScript::ObjectPtr> ownElements(std::string_view className);
+  /// A command other than activate, launch, run, reopen and quit.
+  virtual AppleScript::Value execute(const AppleScript::Command& command) = 0;
+  virtual void prepareToQuit() {}
+  /// A helper of the system that nobody quits, and that no list of what runs shows.
+  virtual bool isBackground() const { return false; }
+
+ private:
+  void start();
+
+  std::string name_;
+  AppleScript::Dictionary dictionary_;
+  bool isStarted_ = false;
+};
+
+/// An object of an application.
+class DesktopObject : public AppleScript::Object {
+ public:
+  explicit DesktopObject(DesktopApplication& owner);
+  AppleScript::Application& application() override { return *owner_; }
+  /// Objects are the same when they name the same thing.
+  bool same(const AppleScript::Object& other) const override;
+
+ private:
+  std::shared_ptr<AppleScript::Object> keepsOwnerAlive_;
+  DesktopApplication* owner_;
+};
+
+// ---- Small helps for what applications do with values.
+
+namespace DesktopValues {
+
+AppleScript::Value date(Dates::Instant instant);
+std::string quoted(std::string_view text);
+
+/// What a command acts on: one object or a list of them. Throws -1708 for anything else.
+std::vector<AppleScript::ObjectPtr> objects(const AppleScript::Command& command);
+[[noreturn]] void notUnderstood(const AppleScript::Command& command);
+
+/// The parts of `make new X at P with properties {...}`.
+struct Making {
+  std::string className;
+  AppleScript::ObjectPtr place;  // of `at`, else what is told; never null
+  AppleScript::Record properties;
+};
+Making making(const AppleScript::Command& command);
+
+}  // namespace DesktopValues
