@@ -40,6 +40,11 @@ std::string_view firstCharacters(std::string_view text, std::size_t count);
 /// The byte offsets at which characters begin, and the text's length as the last entry.
 std::vector<std::size_t> characterBoundaries(std::string_view text);
 
+/// The code points; each bad sequence is U+FFFD.
+std::u32string codePoints(std::string_view text);
+bool isLetterOrDigit(char32_t codePoint) noexcept;  // of any script: the general categories L and Nd
+bool isMark(char32_t codePoint) noexcept;           // M: accents and vowel signs that join a letter
+
 std::string lowercase(std::string_view text);  // full Unicode mapping, root locale
 std::string uppercase(std::string_view text);
 
@@ -56,14 +61,17 @@ bool containsIgnoringCase(std::string_view haystack, std::string_view needle);
 std::optional<long long> parseInteger(std::string_view text) noexcept;
 /// A finite decimal number, read whole, in the C locale's form.
 std::optional<double> parseReal(std::string_view text) noexcept;
-/// The shortest decimal text that reads back as `number`; a whole number has no point: 5, not 5.0.
+/// The shortest decimal text that reads back as `number`; a whole number has no point: 5, not 5.0. Plain
+/// digits from 1e-4 to below 1e21, else with an exponent: 1e+21.
 std::string decimal(double number);
 
-/// A compiled ICU regular expression, matched over whole texts.
+/// A compiled ICU regular expression, matched over whole texts. Matching throws Error when it takes more
+/// than some seconds or more memory than ICU allows: a text can be made to cost a pattern that much.
+/// Several threads may match with one Pattern.
 class Pattern {
  public:
   enum class Case { sensitive, insensitive };
-  /// Throws Error when the pattern doesn't compile.
+  /// Throws Error when the pattern doesn't compile (the empty one doesn't).
   explicit Pattern(std::string_view pattern, Case sensitivity = Case::sensitive);
   ~Pattern();
   Pattern(Pattern&&) noexcept;

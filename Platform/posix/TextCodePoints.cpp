@@ -22,8 +22,6 @@ bool isLetterOrDigit(char32_t codePoint) noexcept {
   return (U_GET_GC_MASK(static_cast<UChar32>(codePoint)) & (U_GC_L_MASK | U_GC_ND_MASK)) != 0;
 }
 
-bool isMark(char32_t codePoint) noexcept {
-  return (U_GET_GC_MASK(static_cast<UChar32>(codePoint)) & U_GC_M_MASK) != 0;
-}
+bool isMark(char32_t codePoint) noexcept { return (U_GET_GC_MASK(static_cast<UChar32>(codePoint)) & U_GC_M_MASK) != 0; }
 
 }  // namespace Text

@@ -1,8 +1,15 @@
 #include "TavroCore/harness/LoopName.h"
 
+#include <algorithm>
+
 #include "Platform/Text.h"
 
 bool isSafeLoopName(std::string_view name) {
-  static const Text::Pattern safe(R"(\A[\p{L}\p{Nd}][\p{L}\p{Nd}\p{M} _-]*\z)");
-  return name.size() <= 100 && safe.firstMatch(name).has_value();
+  constexpr std::size_t longest = 100;
+  if (name.size() > longest) return false;
+  const std::u32string points = Text::codePoints(name);
+  const auto goesOn = [](char32_t point) {
+    return Text::isLetterOrDigit(point) || Text::isMark(point) || point == U' ' || point == U'-' || point == U'_';
+  };
+  return !points.empty() && Text::isLetterOrDigit(points.front()) && std::all_of(points.begin(), points.end(), goesOn);
 }
