@@ -29,8 +29,8 @@ struct Local {
   int second = 0;
 };
 Local local(Instant instant);
-/// The instant of local fields; fields out of range roll over, a time that a clock change skips is
-/// moved forward, one that exists twice is the first.
+/// The instant of local fields. Fields out of range roll over. A time that a clock change skips moves
+/// forward by what was skipped (02:30 is then 03:30); of one that exists twice the first is meant.
 Instant fromLocal(const Local& local);
 
 /// Sets the process's clock for as long as it lives; for tests. Not for several threads.

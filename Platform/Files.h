@@ -1,5 +1,6 @@
 // Files and directories of the local file system. A failure is a FileFailure that names the
-// operation, the path and the system's reason; an ordinary absence is an empty optional.
+// operation, the path and the system's reason; an ordinary absence is an empty optional. A path with a
+// NUL byte names no file (EINVAL), since the system would read it up to that byte only.
 #pragma once
 
 #include <sys/types.h>
@@ -14,7 +15,8 @@
 
 class FileFailure : public Error {
  public:
-  /// `errorNumber` is the errno that the operation left.
+  /// `operation` is a verb and its preposition, "write" or "append to": the description reads
+  /// "could not write /x/config.json: No space left on device". `errorNumber` is the errno it left.
   FileFailure(std::string_view operation, const std::filesystem::path& path, int errorNumber);
   int errorNumber() const noexcept { return errorNumber_; }
 
@@ -33,22 +35,26 @@ std::optional<std::string> readIfPossible(const std::filesystem::path& path) noe
 
 /// Replaces the file as a whole: a reader finds the old bytes or the new ones, never a part. The
 /// bytes go to a hidden neighbour, are flushed to the disk, and take the target's name last. An
-/// existing target keeps its permissions; a new one gets `mode` (cut by the umask). A symbolic link
-/// is followed, so that the link stays. Throws FileFailure; the target is then as it was and no
-/// neighbour is left behind.
+/// existing target keeps its permissions and, as far as we may, its owner; a new one gets `mode` (cut
+/// by the umask). A symbolic link is followed, so that the link stays; anything but a regular file is
+/// refused. Throws FileFailure; the target is then as it was and no neighbour is left behind. Only a
+/// folder that fails to flush is told of after the new bytes stand.
 void replace(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
 
 /// Writes over the file in place, keeping its inode, owner and links. The space is reserved before
-/// the first byte changes, so a full disk leaves the old bytes; a crash in the middle may not.
+/// the first byte changes, so a full disk leaves the old bytes (on file systems that can reserve); a
+/// crash in the middle may not. Flushed to the disk when it returns.
 void overwrite(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
 
 /// Creates a file that must not be there yet; false when the name is taken. The file appears whole.
 bool createNew(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
 
-/// Appends in one write with O_APPEND, so that lines of several processes don't mix.
+/// Appends in one write with O_APPEND, so that lines of several processes don't mix. Not flushed; a
+/// disk that gets full may leave the first part of `bytes`, with the failure told.
 void append(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
 
-/// Creates the directory with its parents, each new one with `mode`. One that exists is left alone.
+/// Creates the directory with its parents, each new one with `mode` (cut by the umask). One that
+/// exists is left alone.
 void createDirectories(const std::filesystem::path& path, mode_t mode = 0700);
 
 /// Sets the POSIX permissions.
@@ -64,11 +70,13 @@ std::vector<std::string> listIfPossible(const std::filesystem::path& directory) 
 bool exists(const std::filesystem::path& path) noexcept;
 bool isDirectory(const std::filesystem::path& path) noexcept;
 
-/// Copies a file, or a directory whole, keeping permissions and symbolic links. The copy takes its
-/// name last: an interrupted copy leaves no half one behind under that name. `to` must not exist.
+/// Copies a file, or a directory whole, keeping permissions and symbolic links, and flushes it. The
+/// copy takes its name last: an interrupted copy leaves no half one behind under that name. `to` must
+/// not exist (EEXIST) nor lie in `from` (EINVAL); a socket, pipe or device is refused (EOPNOTSUPP).
 void copy(const std::filesystem::path& from, const std::filesystem::path& to);
 
-/// Renames within one file system, replacing a file of that name. False when `from` is not there.
+/// Renames within one file system, replacing a file of that name, and flushes the folder, so that the
+/// new name survives a power cut. False when `from` is not there.
 bool move(const std::filesystem::path& from, const std::filesystem::path& to);
 
 /// As `move`, but never over an existing `to`: false when `from` is gone or `to` is taken.
@@ -77,7 +85,8 @@ bool moveToNewName(const std::filesystem::path& from, const std::filesystem::pat
 /// Removes a file, or a directory with all in it; false when there was none.
 bool remove(const std::filesystem::path& path);
 
-/// A new name for a temporary file in `directory`, unique by a random UUID.
+/// A new name for a temporary file in `directory`, unique by a random UUID: <stem>-<UUID>.<extension>.
+/// Nothing is created.
 std::filesystem::path temporaryName(const std::filesystem::path& directory, std::string_view stem,
                                     std::string_view extension);
 

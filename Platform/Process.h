@@ -1,5 +1,6 @@
-// Child processes. Descriptors of ours never leak into a child (close-on-exec everywhere), both
-// outputs are drained at once so that neither side waits for the other, and every child is reaped.
+// Child processes. A child gets its three standard handles and no other of our descriptors, default
+// signals and an empty signal mask; input and outputs move at once, so that neither side waits for the
+// other; every child is reaped. Any thread may call.
 #pragma once
 
 #include <sys/types.h>
@@ -32,8 +33,8 @@ class LaunchFailure : public Error {
 enum class Output { inherit, capture, discard };
 
 struct Command {
-  std::filesystem::path program;         // run as it stands; PATH is searched only without a "/"
-  std::vector<std::string> arguments = {};  // without the program's own name; no NUL bytes
+  std::filesystem::path program;                    // run as it stands; PATH is searched only without a "/"
+  std::vector<std::string> arguments = {};          // without the program's own name; no NUL bytes
   std::optional<std::string> input = std::nullopt;  // text for standard input; absent: inherited
   Output output = Output::capture;
   Output errors = Output::capture;
@@ -55,12 +56,14 @@ struct Result {
   std::string errors;
 };
 
-/// Runs the command to its end, without a time limit. Throws LaunchFailure, also for an argument with
-/// a NUL byte (EINVAL) or longer than the system takes (E2BIG).
+/// Runs the command to its end, without a time limit: until it has ended and every process that
+/// inherited a captured output has closed it. Input that the child doesn't read is dropped. Throws
+/// LaunchFailure, also for an argument with a NUL byte (EINVAL) or longer than the system takes (E2BIG).
 Result run(const Command& command);
 
 /// Starts the command in a session of its own with its three standard handles on the null device, and
-/// returns at once; the child outlives us and is never a zombie of ours.
+/// returns when the program runs; `input` and the outputs' settings don't count. The child outlives us
+/// and is never a zombie of ours. Throws LaunchFailure as `run` does.
 void detach(const Command& command);
 
 /// Is a process of this id alive (a zombie is not)?

@@ -17,9 +17,7 @@ inline std::size_t asciiPrefix(std::string_view text) noexcept {
   return at;
 }
 
-inline bool isAscii(std::string_view text) noexcept {
-  return asciiPrefix(text) == text.size();
-}
+inline bool isAscii(std::string_view text) noexcept { return asciiPrefix(text) == text.size(); }
 
 inline char asciiLower(char letter) noexcept {
   return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + ('a' - 'A')) : letter;

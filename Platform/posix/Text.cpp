@@ -67,10 +67,11 @@ std::size_t lastWhiteSpace(std::string_view text) {
 
 /// The length of the line break at `at`; 0 when none is there.
 std::size_t lineBreakAt(std::string_view text, std::size_t at) {
-  const std::string_view rest = text.substr(at);
-  if (rest.starts_with("\r\n")) return 2;
-  if (rest.front() >= 0x0A && rest.front() <= 0x0D) return 1;
-  if (rest.starts_with("\xC2\x85")) return 2;
+  const auto first = static_cast<unsigned char>(text[at]);
+  if (first > 0x0D && first != 0xC2 && first != 0xE2) return 0;
+  const std::string_view rest = text.substr(at, 3);
+  if (rest.starts_with("\r\n") || rest.starts_with("\xC2\x85")) return 2;
+  if (first >= 0x0A && first <= 0x0D) return 1;
   return rest.starts_with("\xE2\x80\xA8") || rest.starts_with("\xE2\x80\xA9") ? 3 : 0;
 }
 

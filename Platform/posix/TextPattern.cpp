@@ -28,6 +28,10 @@ class View {
   UText text_ = UTEXT_INITIALIZER;
 };
 
+/// In ICU's unit of steps, 15 of which take a few milliseconds: some seconds in all. A text from outside can bring an
+/// innocent pattern to quadratic time, by a hundred thousand beginnings of a match without an end.
+constexpr std::int32_t timeLimit = 15'000;
+
 using Expression = std::unique_ptr<URegularExpression, void (*)(URegularExpression*)>;
 
 }  // namespace
@@ -44,6 +48,7 @@ class Matches {
   Matches(const URegularExpression* pattern, std::string_view text) : view_(text), expression_(nullptr, uregex_close) {
     UErrorCode status = U_ZERO_ERROR;
     expression_.reset(uregex_clone(pattern, &status));
+    uregex_setTimeLimit(expression_.get(), timeLimit, &status);
     uregex_setUText(expression_.get(), view_.get(), &status);
     check(status, "match a text");
   }
