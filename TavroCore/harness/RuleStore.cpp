@@ -91,8 +91,8 @@ bool RulesDB::setEnabled(std::string_view id, bool enabled) {
 bool RulesDB::change(std::string_view sql, const std::vector<DatabaseValue>& values) {
   bool changed = false;
   queue_->write([&](Database& database) {
-    cached_ = nullptr;  // under the queue's lock; our own changes don't count as foreign
     changed = database.execute(sql, values) > 0;
+    cached_ = nullptr;  // since our own changes don't count as foreign; last, as `values` may point into it
   });
   return changed;
 }
