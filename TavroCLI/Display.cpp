@@ -38,7 +38,7 @@ std::string writtenOut(UChar32 character) {
   return fmt::format("\\u{{{:X}}}", static_cast<unsigned>(character));
 }
 
-std::string harmlessBut(std::string_view kept, std::string_view text) {
+std::string harmlessExcept(std::string_view exceptions, std::string_view text) {
   const std::string repaired = Text::repairUTF8(std::string(text));
   const auto size = static_cast<std::int32_t>(repaired.size());
   std::string result;
@@ -47,9 +47,12 @@ std::string harmlessBut(std::string_view kept, std::string_view text) {
     const std::int32_t begin = next;
     UChar32 character = 0;
     U8_NEXT(repaired.data(), next, size, character);
-    const bool keep = !steers(character) || (character < 0x80 && kept.find(static_cast<char>(character)) != kept.npos);
-    result += keep ? repaired.substr(static_cast<std::size_t>(begin), static_cast<std::size_t>(next - begin))
-                   : writtenOut(character);
+    const bool kept = character < 0x80 && exceptions.find(static_cast<char>(character)) != exceptions.npos;
+    if (kept || !steers(character)) {
+      result.append(repaired, static_cast<std::size_t>(begin), static_cast<std::size_t>(next - begin));
+    } else {
+      result += writtenOut(character);
+    }
   }
   return result;
 }
@@ -153,12 +156,10 @@ std::string asText(const OrderedJson& record) {
 
 namespace Display {
 
-std::string harmless(std::string_view text) {
-  return harmlessBut("", text);
-}
+std::string harmless(std::string_view text) { return harmlessExcept("", text); }
 
 std::string harmlessLines(std::string_view text) {
-  return harmlessBut("\n\t", Text::replaceAll(text, "\r\n", "\n"));
+  return harmlessExcept("\n\t", Text::replaceAll(text, "\r\n", "\n"));
 }
 
 std::size_t width(std::string_view text) {
@@ -206,9 +207,7 @@ void list(const std::vector<OrderedJson>& records) {
   Terminal::print(text + (records.empty() ? "]\n" : "\n]\n"));
 }
 
-void show(const OrderedJson& record) {
-  Terminal::print(asText(record) + "\n");
-}
+void show(const OrderedJson& record) { Terminal::print(asText(record) + "\n"); }
 
 std::string pairs(const std::map<std::string, std::string>& values) {
   std::string text;

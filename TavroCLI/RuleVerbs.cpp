@@ -66,9 +66,7 @@ std::string sentence(const PolicyRule& rule) {
   return text;
 }
 
-[[noreturn]] void wrong(const std::string& text) {
-  throw CommandError(ExitStatus::wrongUsage, text);
-}
+[[noreturn]] void wrong(const std::string& text) { throw CommandError(ExitStatus::wrongUsage, text); }
 
 /// A pattern that can never match is refused: the owner would believe in a protection that isn't there. One that
 /// matches nothing yet is a warning, since the catalogue grows.
@@ -120,7 +118,7 @@ struct Addition {
 
   ExitStatus add() const {
     PolicyRule added = rule();
-    if (!consent.ask("", "Add the rule: " + sentence(added) + "?")) {
+    if (!consent.ask("  " + sentence(added) + "\n", "Add this rule?")) {
       Terminal::say("no rule was added");
       return ExitStatus::failed;
     }

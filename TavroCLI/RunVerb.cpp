@@ -95,8 +95,8 @@ ExitStatus perform(const Call& call) {
 namespace RunVerb {
 
 Work run(CLI::App& command) {
-  command.footer("Arguments are " + std::string(shape.substr(std::string_view("arguments are ").size())) +
-                 ".\nExit status: 0 done, 1 failed, 2 wrong usage, 3 queued for approval, 4 denied.");
+  command.footer("The " + std::string(shape) +
+                 ".\nExit status: 0 done, 1 failed, 2 wrong usage, 3 queued for approval, 4 denied.\n");
   command.prefix_command();  // every word that follows is the tool's, whatever it looks like
   return [&command] {
     std::vector<std::string> words = command.remaining();

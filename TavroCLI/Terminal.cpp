@@ -70,9 +70,7 @@ bool wantsColour() {
 
 namespace Terminal {
 
-bool outputIsTerminal() {
-  return ::isatty(STDOUT_FILENO) != 0;
-}
+bool outputIsTerminal() { return ::isatty(STDOUT_FILENO) != 0; }
 
 std::string styled(std::string_view text, Style style) {
   static const bool colour = wantsColour();
@@ -81,9 +79,7 @@ std::string styled(std::string_view text, Style style) {
   return "\033[" + std::string(codes[static_cast<std::size_t>(style)]) + "m" + std::string(text) + "\033[0m";
 }
 
-std::size_t columns() {
-  return Conversation().columns();
-}
+std::size_t columns() { return Conversation().columns(); }
 
 void print(std::string_view text) {
   const int failure = writeAll(STDOUT_FILENO, text);
@@ -96,13 +92,9 @@ void printForeign(std::string_view text) {
   if (!text.ends_with('\n')) print("\n");
 }
 
-void say(std::string_view text) {
-  writeAll(STDERR_FILENO, Display::harmlessLines(text) + "\n");
-}
+void say(std::string_view text) { writeAll(STDERR_FILENO, Display::harmlessLines(text) + "\n"); }
 
-bool canAsk() {
-  return Conversation().possible();
-}
+bool canAsk() { return Conversation().possible(); }
 
 bool ask(std::string_view matter, std::string_view question) {
   const Conversation conversation;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <map>
 
+#include "Platform/Text.h"
 #include "TavroCLI/AuditVerbs.h"
 #include "TavroCLI/CompletionVerb.h"
 #include "TavroCLI/DesktopVerb.h"
@@ -45,16 +46,38 @@ const std::vector<Verb> table = {
     {"completion", "bash|zsh|fish", "a script that completes this command", CompletionVerb::completion},
 };
 
-using Works = std::map<const CLI::App*, Work>;
+/// The rows by the commands of CLI11 that were made of them, with what each one does.
+struct Entry {
+  const Verb* verb;
+  Work work;  // empty for the head of others
+};
+using Entries = std::map<const CLI::App*, Entry>;
 
-/// Turns the rows into CLI11's commands and notes what each one does.
-void declare(CLI::App& parent, const std::vector<Verb>& verbs, Works& works) {
+void declare(CLI::App& parent, const std::vector<Verb>& verbs, Entries& entries) {
   for (const auto& verb : verbs) {
     CLI::App* command = parent.add_subcommand(verb.name, verb.summary);
-    if (verb.declare) works[command] = verb.declare(*command);
-    declare(*command, verb.children, works);
-    if (!verb.declare) command->require_subcommand(1);
+    entries[command] = {&verb, verb.declare ? verb.declare(*command) : nullptr};
+    declare(*command, verb.children, entries);
   }
+}
+
+/// Help whose first line shows the arguments as the table tells them.
+class Help : public CLI::Formatter {
+ public:
+  explicit Help(const Entries& entries) : entries_(entries) {}
+  std::string make_usage(const CLI::App* command, std::string name) const override {
+    const char* arguments = entries_.at(command).verb->arguments;
+    return "usage: " + name + (*arguments ? " " : "") + arguments + "\n";
+  }
+
+ private:
+  const Entries& entries_;
+};
+
+std::vector<std::string> names(const std::vector<Verb>& verbs) {
+  std::vector<std::string> result;
+  for (const auto& verb : verbs) result.emplace_back(verb.name);
+  return result;
 }
 
 /// Answers a verb that isn't there before CLI11 does, which doesn't know the nearest.
@@ -64,14 +87,17 @@ void checkVerbs(const std::vector<std::string>& arguments) {
     if (word.starts_with('-')) return;
     const auto found = std::find_if(verbs->begin(), verbs->end(), [&](const Verb& verb) { return word == verb.name; });
     if (found == verbs->end()) {
-      std::vector<std::string> names;
-      for (const auto& verb : *verbs) names.emplace_back(verb.name);
       throw CommandError(ExitStatus::wrongUsage,
-                         "unknown verb: " + word + Nearest::hint(word, names) + " `tavro` alone lists them");
+                         "unknown verb: " + word + Nearest::hint(word, names(*verbs)) + " `tavro` alone lists them");
     }
     if (found->declare) return;  // what follows are its arguments
     verbs = &found->children;
   }
+}
+
+[[noreturn]] void wantsOneOf(const Verb& verb) {
+  throw CommandError(ExitStatus::wrongUsage,
+                     std::string(verb.name) + " what? " + Text::join(names(verb.children), ", "));
 }
 
 const CLI::App& deepest(const CLI::App& command) {
@@ -94,9 +120,7 @@ void addUsage(std::string& text, const std::string& prefix, const std::vector<Ve
 
 namespace Verbs {
 
-const std::vector<Verb>& all() {
-  return table;
-}
+const std::vector<Verb>& all() { return table; }
 
 std::string usage() {
   std::string text = "tavro: what an agent may do on your behalf, under your control.\n\n";
@@ -112,23 +136,24 @@ ExitStatus perform(std::vector<std::string> arguments) {
   checkVerbs(arguments);
   CLI::App app("", "tavro");
   app.set_version_flag("--version", "tavro " TAVRO_VERSION);
-  Works works;
-  declare(app, table, works);
+  Entries entries;
+  app.formatter(std::make_shared<Help>(entries));  // the commands that are added take it over
+  declare(app, table, entries);
   try {
     std::reverse(arguments.begin(), arguments.end());  // as CLI11 wants them
     app.parse(arguments);
   } catch (const CLI::CallForHelp&) {
-    const CLI::App& asked = deepest(app);
-    Terminal::print(&asked == &app ? usage() : asked.help());
+    Terminal::print(app.get_subcommands().empty() ? usage() : app.help());
     return ExitStatus::done;
   } catch (const CLI::CallForVersion& version) {
     Terminal::print(std::string(version.what()) + "\n");
     return ExitStatus::done;
   } catch (const CLI::ParseError& failure) {
-    throw CommandError(ExitStatus::wrongUsage, std::string(failure.what()));
+    throw CommandError(ExitStatus::wrongUsage, std::string(failure.what()) + "; --help tells what there is");
   }
-  const auto work = works.find(&deepest(app));
-  return work == works.end() ? ExitStatus::wrongUsage : work->second();
+  const Entry& chosen = entries.at(&deepest(app));
+  if (!chosen.work) wantsOneOf(*chosen.verb);
+  return chosen.work();
 }
 
 }  // namespace Verbs

@@ -1,0 +1,100 @@
+// What the owner sees and answers on a terminal: nothing that an agent wrote may steer the screen, and only a typed
+// yes lets an action run.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/wait.h>
+
+#include "tests/cli/Sandbox.h"
+
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+struct Session {
+  std::string screen;
+  int status = -1;
+};
+
+/// Runs the command with a terminal of 60 columns, types `answer` at the first question, and reads to the end.
+Session onTerminal(const Sandbox& sandbox, const std::string& command, const std::string& answer) {
+  const winsize size = {.ws_row = 24, .ws_col = 60, .ws_xpixel = 0, .ws_ypixel = 0};
+  int terminal = -1;
+  const pid_t child = ::forkpty(&terminal, nullptr, nullptr, &size);
+  if (child == 0) {
+    for (const auto& [name, value] : sandbox.environment()) ::setenv(name.c_str(), value.c_str(), 1);
+    ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    ::_exit(127);
+  }
+  Session session;
+  char buffer[4096];
+  bool answered = false;
+  for (ssize_t count = 0; (count = ::read(terminal, buffer, sizeof buffer)) > 0;) {
+    session.screen.append(buffer, static_cast<std::size_t>(count));
+    if (answered || session.screen.find("[y/N]") == std::string::npos) continue;
+    answered = ::write(terminal, answer.data(), answer.size()) > 0;
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  ::close(terminal);
+  session.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return session;
+}
+
+class OnATerminal : public testing::Test {
+ protected:
+  OnATerminal() {
+    sandbox.shell(
+        R"(mkdir -p home/pending; printf '%s' '{"id":"AAAA1111","tool":"how_it_works","summary":"how_it_works ",
+      "args":{"note":"hi\u001b[2J\u009b1A\u202Egnp.exe\u2028tool │ mail.open","wide":")" +
+        std::string(200, 'W') + R"("},"createdAt":"2026-01-02T03:04:05Z"}' > home/pending/AAAA1111.json)");
+  }
+
+  bool waits() const { return std::filesystem::exists(sandbox.root() / "home/pending/AAAA1111.json"); }
+
+  Sandbox sandbox;
+};
+
+TEST_F(OnATerminal, onlyATypedYesRunsTheAction) {
+  for (const char* answer : {"n\n", "\n", "yeah\n", "\x04"}) {
+    EXPECT_EQ(onTerminal(sandbox, "tavro approve aaaa", answer).status, 1) << answer;
+    EXPECT_TRUE(waits()) << answer;
+  }
+  const Session piped = onTerminal(sandbox, "echo y | tavro approve AAAA1111", "n\n");
+  EXPECT_TRUE(waits()) << "a piped yes is nobody's answer" << piped.screen;
+  const Session session = onTerminal(sandbox, "tavro approve AAAA1111", "Yes\n");
+  EXPECT_EQ(session.status, 0) << session.screen;
+  EXPECT_FALSE(waits());
+}
+
+TEST_F(OnATerminal, theActionIsShownWhereTheAnswerIsTypedEvenWhenTheOutputsAreRedirected) {
+  const Session session = onTerminal(sandbox, "tavro approve AAAA1111 >/dev/null 2>&1 </dev/null", "n\n");
+  EXPECT_THAT(session.screen, HasSubstr("how_it_works (read)"));
+  EXPECT_TRUE(waits());
+}
+
+TEST_F(OnATerminal, whatAnAgentWroteCantSteerTheScreen) {
+  for (const char* command : {"tavro pending", "tavro pending AAAA1111", "tavro approve AAAA1111",
+                              "tavro pending --json", "tavro reject AAAA1111 2>&1", "tavro run 'x\033[2J\u202E'"}) {
+    const std::string screen = onTerminal(sandbox, std::string("NO_COLOR=1 ") + command, "n\n").screen;
+    EXPECT_THAT(screen, Not(HasSubstr("\033"))) << command;
+    EXPECT_THAT(screen, Not(HasSubstr("\u009b"))) << command;
+    EXPECT_THAT(screen, Not(HasSubstr("\u202E"))) << command;
+    EXPECT_THAT(screen, Not(HasSubstr("\u2028"))) << command;
+  }
+}
+
+TEST_F(OnATerminal, aLongArgumentIsBrokenBehindItsBarAndShownWhole) {
+  const std::string screen = onTerminal(sandbox, "tavro approve AAAA1111", "n\n").screen;
+  EXPECT_EQ(std::count(screen.begin(), screen.end(), 'W'), 200);
+  EXPECT_THAT(screen, HasSubstr("\n            │ WWW"));
+}
+
+TEST_F(OnATerminal, coloursAreForTerminalsThatWantThem) {
+  EXPECT_THAT(onTerminal(sandbox, "tavro tools", "").screen, HasSubstr("\033[1mhow_it_works"));
+  EXPECT_THAT(onTerminal(sandbox, "NO_COLOR=1 tavro tools", "").screen, Not(HasSubstr("\033")));
+  EXPECT_THAT(onTerminal(sandbox, "TERM=dumb tavro tools", "").screen, Not(HasSubstr("\033")));
+}
+
+}  // namespace
