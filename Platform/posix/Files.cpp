@@ -101,6 +101,17 @@ bool renameToFreeName(const fs::path& from, const fs::path& to) {
   return link(from.c_str(), to.c_str()) == 0 && unlink(from.c_str()) == 0;
 }
 
+/// Removes what we made ourselves. A copied directory without "w" holds on to its entries until it gets it.
+void removeOwn(const fs::path& path) noexcept {
+  std::error_code ignored;
+  if (fs::remove_all(path, ignored) != static_cast<std::uintmax_t>(-1)) return;
+  fs::recursive_directory_iterator entry(path, ignored);
+  for (; entry != fs::recursive_directory_iterator(); entry.increment(ignored)) {
+    if (fs::is_directory(entry->symlink_status(ignored))) chmod(entry->path().c_str(), 0700);
+  }
+  fs::remove_all(path, ignored);
+}
+
 /// A hidden name beside the target, whose entry goes unless it was renamed.
 class Neighbour {
  public:
@@ -109,8 +120,7 @@ class Neighbour {
     path_ = folderOf(target) / fmt::format(".{}.{}.tmp", name, Uuid::random());
   }
   ~Neighbour() {
-    std::error_code ignored;
-    if (!path_.empty()) fs::remove_all(path_, ignored);
+    if (!path_.empty()) removeOwn(path_);
   }
   Neighbour(const Neighbour&) = delete;
   Neighbour& operator=(const Neighbour&) = delete;

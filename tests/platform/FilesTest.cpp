@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <csignal>
@@ -71,7 +71,7 @@ TEST(Files, replaceKeepsTheModeAndTheLinkAndLeavesNoNeighbour) {
   const TemporaryDirectory folder;
   Files::replace(folder / "file", "one", 0640);
   EXPECT_EQ(modeOf(folder / "file"), 0640U);
-  Files::setMode(folder / "file", 0600);
+  Files::setMode(folder / "file", 0604);
   fs::create_symlink("file", folder / "link");
   fs::create_symlink("link", folder / "outer");
   fs::create_symlink("later", folder / "dangling");
@@ -79,7 +79,7 @@ TEST(Files, replaceKeepsTheModeAndTheLinkAndLeavesNoNeighbour) {
   Files::replace(folder / "dangling", "new");
   EXPECT_EQ(Files::read(folder / "file"), large);
   EXPECT_EQ(Files::read(folder / "later"), "new");
-  EXPECT_EQ(modeOf(folder / "file"), 0600U);
+  EXPECT_EQ(modeOf(folder / "file"), 0604U);
   EXPECT_TRUE(fs::is_symlink(folder / "outer"));
   EXPECT_THAT(Files::list(folder.path()), ElementsAre("dangling", "file", "later", "link", "outer"));
   const std::string longest(255, 'n');
@@ -206,6 +206,26 @@ TEST(Files, aCopyIsWholeOrNotThere) {
   EXPECT_THAT(Files::list(folder.path()), ElementsAre("from", "link", "to"));
   EXPECT_TRUE(Files::remove(folder / "to"));
   EXPECT_FALSE(Files::remove(folder / "to"));
+}
+
+TEST(Files, aFailedCopyGoesEvenWhereItMayNotBeWritten) {
+  const TemporaryDirectory folder;
+  Files::createDirectories(folder / "from/closed");
+  Files::replace(folder / "from/closed/file", "text", 0644);
+  Files::setMode(folder / "from/closed", 0555);
+  ASSERT_EQ(mkfifo((folder / "from/pipe").c_str(), 0600), 0);  // comes after "closed", and can't be copied
+  Files::setMode(folder / "from", 0755);
+  Files::setMode(folder.path(), 0777);
+  const pid_t self = fork();
+  if (self == 0) {
+    if (getuid() == 0 && setuid(65534) != 0) _exit(2);  // root may write anywhere
+    _exit(failureOf([&] { Files::copy(folder / "from", folder / "to"); }) == EOPNOTSUPP ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(self, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_THAT(Files::list(folder.path()), ElementsAre("from"));
+  Files::setMode(folder / "from/closed", 0755);
 }
 
 TEST(Files, removeTakesTheLinkAndNotWhatItNames) {
