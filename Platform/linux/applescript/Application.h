@@ -22,21 +22,21 @@ struct PropertyTerm {
 };
 
 struct ClassTerm {
-  std::string name;                          // "note", "to recipient"
-  std::string plural;                        // "notes"; a script may use either for a list
+  std::string name;    // "note", "to recipient"
+  std::string plural;  // "notes"; a script may use either for a list
   std::vector<PropertyTerm> properties = {};
-  std::vector<std::string> elements = {};    // names of the classes it contains
-  std::string inherits = {};                 // properties and elements of that class count too
+  std::vector<std::string> elements = {};  // names of the classes it contains
+  std::string inherits = {};               // properties and elements of that class count too
 };
 
 struct ParameterTerm {
-  std::string label;       // "opening window"
+  std::string label;  // "opening window"
   bool required = false;
-  bool flag = false;       // also `with label` / `without label`
+  bool flag = false;  // also `with label` / `without label`
 };
 
 struct CommandTerm {
-  std::string name;                             // "reply", "check for new mail"
+  std::string name;  // "reply", "check for new mail"
   std::vector<ParameterTerm> parameters = {};
   bool takesDirect = true;
 };
@@ -77,6 +77,10 @@ class Object : public std::enable_shared_from_this<Object> {
   virtual ObjectPtr elementNamed(std::string_view className, std::string_view name);
   virtual ObjectPtr elementWithId(std::string_view className, const Value& id);
 
+  /// What an object that only dresses a plain value stands for: a rich text's text. The evaluator takes
+  /// this wherever it isn't the target of a `tell`. Nothing for a real object.
+  virtual Value plainValue() { return {}; }
+
   /// Does it still exist? An object handed out earlier may have been deleted since.
   virtual bool exists() { return true; }
   /// Are the two one and the same thing of the application?
@@ -88,13 +92,15 @@ class Object : public std::enable_shared_from_this<Object> {
 /// A command on its way to an application.
 struct Command {
   std::string name;
-  Value direct;                                            // what it acts on; a list for several
-  std::vector<std::pair<std::string, Value>> parameters;   // by label, in the order given
-  ObjectPtr target;                                        // the innermost `tell`
+  Value direct;                                           // what it acts on; a list for several. A script
+                                                          // that names nothing means the target, unless
+                                                          // that is the application; `make` has none
+  std::vector<std::pair<std::string, Value>> parameters;  // by label, in the order given
+  ObjectPtr target;                                       // the innermost `tell`
 
   const Value* parameter(std::string_view label) const {
-    for (const auto& [name, value] : parameters)
-      if (name == label) return &value;
+    for (const auto& [given, value] : parameters)
+      if (given == label) return &value;
     return nullptr;
   }
 };

@@ -10,10 +10,16 @@ namespace AppleScript {
 
 /// Each throws -1700 "Can’t make <source form> into type <class>." when there is no such conversion.
 std::string asText(const Value& value, std::string_view delimiter = "");  // `delimiter` joins lists
-std::int64_t asInteger(const Value& value);  // a real is rounded, half to even
+std::int64_t asInteger(const Value& value);                               // a real is rounded, half to even
 double asReal(const Value& value);
 bool asBoolean(const Value& value);
 Date asDate(const Value& value);
+
+/// `value as type`, for every class name a script may write there.
+Value coerced(const Value& value, std::string_view type, std::string_view delimiter = "");
+
+/// Arithmetic that leaves ±536870911 goes on in reals, as the language's integers are that small.
+inline constexpr double largestInteger = 536870911;
 
 /// As messages show it: "abc" with its quotes, {1, 2}, note id "x" of folder "Notes" of application
 /// "Notes".

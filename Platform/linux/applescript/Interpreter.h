@@ -11,11 +11,11 @@ namespace AppleScript {
 
 struct Outcome {
   bool ok = false;
-  Value result;            // of the run handler, when ok
-  bool isSyntax = false;   // else: a syntax error or an execution error
+  Value result;           // of the run handler, when ok
+  bool isSyntax = false;  // else: a syntax error or an execution error
   int number = 0;
-  std::string message;     // the text without the number
-  std::size_t begin = 0;   // the place in the source, counted in UTF-16 code units from 0
+  std::string message;    // the text without the number
+  std::size_t begin = 0;  // the place in the source, counted in UTF-16 code units from 0
   std::size_t end = 0;
 };
 

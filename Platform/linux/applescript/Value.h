@@ -54,6 +54,11 @@ using List = std::vector<Value>;
 /// Labels in the order they were given; labels are lower-cased.
 using Record = std::vector<std::pair<std::string, Value>>;
 
+/// Lists, records and references are made by these: what they hold is released from a queue, so that
+/// a nesting of any depth (`repeat` / `set L to {L}`) is freed without recursion.
+std::shared_ptr<List> shareList(List list);
+std::shared_ptr<Record> shareRecord(Record record);
+
 /// A path: `POSIX file "/a/b"` and, once it is known to exist, `alias`.
 struct File {
   std::string path;  // POSIX
@@ -80,8 +85,8 @@ class Value {
   Value(std::string_view text) : Value(std::string(text)) {}
   Value(const char* text) : Value(std::string(text)) {}
   Value(Date date) : storage_(std::make_shared<Date>(date)) {}
-  Value(List list) : storage_(std::make_shared<List>(std::move(list))) {}
-  Value(Record record) : storage_(std::make_shared<Record>(std::move(record))) {}
+  Value(List list);
+  Value(Record record);
   Value(TypeName type) : storage_(std::move(type)) {}
   Value(Constant constant) : storage_(std::move(constant)) {}
   Value(File file) : storage_(std::move(file)) {}
@@ -122,6 +127,9 @@ class Value {
   Storage storage_;
 };
 
+inline Value::Value(List list) : storage_(shareList(std::move(list))) {}
+inline Value::Value(Record record) : storage_(shareRecord(std::move(record))) {}
+
 /// A failure that a script can catch with `on error`. `description()` is the text without the number.
 class ScriptError : public Error {
  public:
@@ -147,7 +155,12 @@ inline constexpr int divideByZero = -2701;
 inline constexpr int resultTooLarge = -2702;
 inline constexpr int stackOverflow = -2706;
 inline constexpr int syntax = -2741;
+inline constexpr int parameterTwice = -2750;
+inline constexpr int propertyTwice = -2751;
+inline constexpr int handlerTwice = -2752;
 inline constexpr int notDefined = -2753;
+inline constexpr int exitOutsideRepeat = -2755;
+inline constexpr int noResult = -2763;
 inline constexpr int handlerFailed = -10000;
 inline constexpr int accessNotAllowed = -10003;
 inline constexpr int cannotSet = -10006;
