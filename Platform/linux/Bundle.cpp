@@ -23,8 +23,6 @@ const std::filesystem::path& url() {
   return directory;
 }
 
-std::filesystem::path resource(const char* name) {
-  return url() / "Contents/Resources" / name;
-}
+std::filesystem::path resource(const char* name) { return url() / "Contents/Resources" / name; }
 
 }  // namespace Bundle
