@@ -23,8 +23,9 @@ struct Winners {
 
 Winners matching(const std::vector<PolicyRule>& rules, std::string_view toolID, const Arguments& args) {
   Winners winners;
+  FoldedArguments folded(args);
   for (const PolicyRule& rule : rules) {
-    if (!rule.matches(toolID, args)) continue;
+    if (!rule.matches(toolID, folded)) continue;
     (rule.decision == PolicyRule::Decision::deny ? winners.deny : winners.allowOrAsk).offer(rule);
   }
   return winners;

@@ -27,9 +27,7 @@ std::vector<AuditEntry> entries(GRDBQueue& queue, std::string_view sql, const st
 }
 
 /// The day of the cap is the UTC day, wherever the computer stands.
-std::string startOfToday() {
-  return Timestamps::now().substr(0, 10) + "T00:00:00Z";
-}
+std::string startOfToday() { return Timestamps::now().substr(0, 10) + "T00:00:00Z"; }
 
 std::string daysAgo(long long days) {
   constexpr long long limit = 4'000'000;  // beyond every year of a timestamp, well inside an Instant

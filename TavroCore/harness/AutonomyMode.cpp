@@ -15,17 +15,13 @@ constexpr std::array<Description, 3> descriptions = {{
     {"yolo", "YOLO", "Full access - every action runs immediately, audit-only."},
 }};
 
-const Description& describe(AutonomyMode mode) {
-  return descriptions[static_cast<std::size_t>(mode)];
-}
+const Description& describe(AutonomyMode mode) { return descriptions[static_cast<std::size_t>(mode)]; }
 
 }  // namespace
 
 namespace AutonomyModes {
 
-std::string_view rawValue(AutonomyMode mode) {
-  return describe(mode).rawValue;
-}
+std::string_view rawValue(AutonomyMode mode) { return describe(mode).rawValue; }
 
 std::optional<AutonomyMode> fromRawValue(std::string_view text) {
   for (const AutonomyMode mode : allCases) {
@@ -34,16 +30,10 @@ std::optional<AutonomyMode> fromRawValue(std::string_view text) {
   return std::nullopt;
 }
 
-int rank(AutonomyMode mode) {
-  return static_cast<int>(mode);
-}
+int rank(AutonomyMode mode) { return static_cast<int>(mode); }
 
-std::string_view displayName(AutonomyMode mode) {
-  return describe(mode).displayName;
-}
+std::string_view displayName(AutonomyMode mode) { return describe(mode).displayName; }
 
-std::string_view blurb(AutonomyMode mode) {
-  return describe(mode).blurb;
-}
+std::string_view blurb(AutonomyMode mode) { return describe(mode).blurb; }
 
 }  // namespace AutonomyModes

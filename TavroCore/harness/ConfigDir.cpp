@@ -12,13 +12,9 @@ std::filesystem::path url() {
   return Environment::home() / "tavro";
 }
 
-std::filesystem::path legacyURL() {
-  return Environment::userDataDirectory() / "tavro";
-}
+std::filesystem::path legacyURL() { return Environment::userDataDirectory() / "tavro"; }
 
-std::filesystem::path databaseFile() {
-  return url() / "tavro.sqlite";
-}
+std::filesystem::path databaseFile() { return url() / "tavro.sqlite"; }
 
 void ensure() {
   const auto home = url();

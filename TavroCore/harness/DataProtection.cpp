@@ -15,8 +15,6 @@ void harden(const std::filesystem::path& directory) noexcept try {
 }
 
 // The variable's presence counts, be it empty.
-bool isSandboxed() {
-  return std::getenv("APP_SANDBOX_CONTAINER_ID") != nullptr;
-}
+bool isSandboxed() { return std::getenv("APP_SANDBOX_CONTAINER_ID") != nullptr; }
 
 }  // namespace DataProtection

@@ -24,13 +24,18 @@ struct Finalize {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
 
+/// Lets a map of texts be searched without making a text.
+struct Hash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>()(text); }
+};
+using Statements = std::unordered_map<std::string, Statement, Hash, std::equal_to<>>;
+
 struct Close {
   void operator()(sqlite3* handle) const { sqlite3_close(handle); }
 };
 
-sqlite3_stmt* raw(void* statement) {
-  return static_cast<sqlite3_stmt*>(statement);
-}
+sqlite3_stmt* raw(void* statement) { return static_cast<sqlite3_stmt*>(statement); }
 
 /// Called by SQLite whenever another process holds the lock that it needs. SQLite's own timeout sleeps
 /// longer and longer, up to 100 ms, and so comes too late to every gap between two busy writers; short
@@ -52,7 +57,7 @@ struct Database::Connection {
   std::string file;
   Clock::time_point waitingSince;
   std::unique_ptr<sqlite3, Close> handle;
-  std::unordered_map<std::string, Statement> idle;  // prepared, and not running
+  Statements idle;  // prepared, and not running
   std::mutex mutex;
 
   explicit Connection(const std::filesystem::path& path) : file(path.string()) {
@@ -105,21 +110,16 @@ template <typename Connection>
 class Running {
  public:
   Running(Connection& connection, std::string_view sql, const std::vector<DatabaseValue>& values)
-      : connection_(connection), sql_(sql) {
-    if (auto kept = connection.idle.extract(sql_)) {
-      statement_ = std::move(kept.mapped());
-    } else {
-      statement_ = connection.prepare(sql);
-    }
+      : connection_(connection), kept_(take(connection, sql)) {
     int position = 0;
-    for (const auto& value : values) bind(statement_.get(), ++position, value);
+    for (const auto& value : values) bind(get(), ++position, value);
   }
 
   ~Running() {
-    sqlite3_reset(statement_.get());
-    sqlite3_clear_bindings(statement_.get());  // they point into the caller's texts
+    sqlite3_reset(get());
+    sqlite3_clear_bindings(get());  // they point into the caller's texts
     if (connection_.idle.size() >= statementsKept) connection_.idle.clear();
-    connection_.idle.try_emplace(std::move(sql_), std::move(statement_));
+    connection_.idle.insert(std::move(kept_));
   }
 
   Running(const Running&) = delete;
@@ -127,17 +127,25 @@ class Running {
 
   /// False when there is no further row.
   bool step() {
-    const int code = sqlite3_step(statement_.get());
+    const int code = sqlite3_step(get());
     if (code != SQLITE_ROW && code != SQLITE_DONE) throw connection_.failure("use");
     return code == SQLITE_ROW;
   }
 
-  sqlite3_stmt* get() const { return statement_.get(); }
+  sqlite3_stmt* get() const { return kept_.mapped().get(); }
 
  private:
+  static Statements::node_type take(Connection& connection, std::string_view sql) {
+    if (const auto found = connection.idle.find(sql); found != connection.idle.end()) {
+      return connection.idle.extract(found);
+    }
+    Statements fresh;
+    fresh.emplace(sql, connection.prepare(sql));
+    return fresh.extract(fresh.begin());
+  }
+
   Connection& connection_;
-  std::string sql_;
-  Statement statement_;
+  Statements::node_type kept_;
 };
 
 }  // namespace
@@ -177,9 +185,7 @@ std::int64_t Row::integer(std::string_view column) const {
   return sqlite3_column_int64(raw(statement_), index(column));
 }
 
-double Row::real(std::string_view column) const {
-  return sqlite3_column_double(raw(statement_), index(column));
-}
+double Row::real(std::string_view column) const { return sqlite3_column_double(raw(statement_), index(column)); }
 
 int Database::execute(std::string_view sql, const std::vector<DatabaseValue>& values) {
   Running statement(connection_, sql, values);
@@ -206,9 +212,7 @@ void Database::executeScript(const std::string& sql) {
   }
 }
 
-std::int64_t Database::foreignChanges() {
-  return integer("PRAGMA data_version");
-}
+std::int64_t Database::foreignChanges() { return integer("PRAGMA data_version"); }
 
 void Migrator::registerMigration(std::string identifier, std::string sql) {
   migrations_.emplace_back(std::move(identifier), std::move(sql));
@@ -244,13 +248,9 @@ void GRDBQueue::transaction(const char* begin, const std::function<void(Database
   }
 }
 
-void GRDBQueue::read(const std::function<void(Database&)>& body) {
-  transaction("BEGIN", body);
-}
+void GRDBQueue::read(const std::function<void(Database&)>& body) { transaction("BEGIN", body); }
 
-void GRDBQueue::write(const std::function<void(Database&)>& body) {
-  transaction("BEGIN IMMEDIATE", body);
-}
+void GRDBQueue::write(const std::function<void(Database&)>& body) { transaction("BEGIN IMMEDIATE", body); }
 
 namespace {
 

@@ -8,9 +8,7 @@
 
 namespace {
 
-std::filesystem::path file() {
-  return ConfigDir::url() / "config.json";
-}
+std::filesystem::path file() { return ConfigDir::url() / "config.json"; }
 
 /// The value under `key`, or null.
 const Json& at(const Json& object, const char* key) {

@@ -108,9 +108,7 @@ void PendingStore::remove(std::string_view id) const {
   }
 }
 
-std::filesystem::path PendingStore::file(std::string_view id) const {
-  return dir / (std::string(id) + ".json");
-}
+std::filesystem::path PendingStore::file(std::string_view id) const { return dir / (std::string(id) + ".json"); }
 
 std::filesystem::path PendingStore::claimedFile(std::string_view id) const {
   return dir / (std::string(id) + ".claimed");

@@ -23,36 +23,43 @@ bool patternMatches(std::string_view pattern, std::string_view toolID) {
   return pattern == toolID;
 }
 
-bool restrictsAccount(const PolicyRule& rule) {
-  return rule.account && !rule.account->empty();
-}
+bool restrictsAccount(const PolicyRule& rule) { return rule.account && !rule.account->empty(); }
 
 }  // namespace
 
+const std::string* FoldedArguments::find(const std::string& key) {
+  if (const auto known = folded_.find(key); known != folded_.end()) return &known->second;
+  const auto found = args_.find(key);
+  if (found == args_.end()) return nullptr;
+  return &folded_.emplace(found->first, Text::folded(found->second)).first->second;
+}
+
 // The cheap conditions stand first: of ten thousand rules most fail at the pattern.
-bool PolicyRule::matches(std::string_view toolID, const Arguments& args) const {
+bool PolicyRule::matches(std::string_view toolID, FoldedArguments& args) const {
   if (!enabled || !patternMatches(toolPattern, toolID)) return false;
   if (restrictsAccount(*this)) {
     static const std::string accountKey = "account";
-    if (!Text::equalIgnoringCase(*account, argument(args, accountKey))) return false;
+    const std::string* given = args.find(accountKey);
+    if (!given || *given != Text::folded(*account)) return false;
   }
   return std::all_of(match.begin(), match.end(), [&](const auto& condition) {
-    const auto found = args.find(condition.first);
-    return found != args.end() && Text::containsIgnoringCase(found->second, condition.second);
+    const std::string* given = args.find(condition.first);
+    return given && !condition.second.empty() && given->find(Text::folded(condition.second)) != std::string::npos;
   });
+}
+
+bool PolicyRule::matches(std::string_view toolID, const Arguments& args) const {
+  FoldedArguments folded(args);
+  return matches(toolID, folded);
 }
 
 int PolicyRule::specificity() const {
   return static_cast<int>(match.size()) + (restrictsAccount(*this) ? 1 : 0) + (toolPattern == "*" ? 0 : 1);
 }
 
-std::string_view rawValue(PolicyRule::Decision decision) {
-  return decisionNames[static_cast<std::size_t>(decision)];
-}
+std::string_view rawValue(PolicyRule::Decision decision) { return decisionNames[static_cast<std::size_t>(decision)]; }
 
-std::string_view rawValue(PolicyRule::Source source) {
-  return sourceNames[static_cast<std::size_t>(source)];
-}
+std::string_view rawValue(PolicyRule::Source source) { return sourceNames[static_cast<std::size_t>(source)]; }
 
 std::optional<PolicyRule::Decision> decisionFromRawValue(std::string_view text) {
   return find<PolicyRule::Decision>(decisionNames, text);

@@ -9,6 +9,20 @@
 #include "Platform/Json.h"
 #include "TavroCore/harness/Tool.h"
 
+/// The arguments of one call as rules compare them: without regard to case. Thousands of rules ask for the
+/// same few texts, so each is folded once, when the first rule asks for it.
+class FoldedArguments {
+ public:
+  /// `args` must live as long as this.
+  explicit FoldedArguments(const Arguments& args) : args_(args) {}
+  /// The folded text; null when the call has no such argument.
+  const std::string* find(const std::string& key);
+
+ private:
+  const Arguments& args_;
+  std::map<std::string_view, std::string> folded_;
+};
+
 struct PolicyRule {
   enum class Decision { allow, deny, ask };
   enum class Source { user, learned };
@@ -25,6 +39,7 @@ struct PolicyRule {
   bool operator==(const PolicyRule&) const = default;
 
   /// Does the rule speak of this call? Account and match texts compare without regard to case.
+  bool matches(std::string_view toolID, FoldedArguments& args) const;
   bool matches(std::string_view toolID, const Arguments& args) const;
   /// How narrow the rule is: one for an account, one for each match entry, one for a pattern but "*".
   int specificity() const;

@@ -80,9 +80,7 @@ ON CONFLICT(id) DO UPDATE SET
           rawValue(rule.decision), rawValue(rule.source), rule.createdAt});
 }
 
-bool RulesDB::remove(std::string_view id) {
-  return change("DELETE FROM policy_rules WHERE id = ?;", {id});
-}
+bool RulesDB::remove(std::string_view id) { return change("DELETE FROM policy_rules WHERE id = ?;", {id}); }
 
 bool RulesDB::setEnabled(std::string_view id, bool enabled) {
   return change("UPDATE policy_rules SET enabled = ? WHERE id = ?;", {std::int64_t{enabled}, id});

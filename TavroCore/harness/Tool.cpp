@@ -10,9 +10,7 @@ constexpr std::array<std::string_view, 3> effectNames = {"read", "create", "dest
 
 }  // namespace
 
-std::string_view rawValue(Effect effect) {
-  return effectNames[static_cast<std::size_t>(effect)];
-}
+std::string_view rawValue(Effect effect) { return effectNames[static_cast<std::size_t>(effect)]; }
 
 std::optional<Effect> effectFromRawValue(std::string_view text) {
   for (std::size_t i = 0; i < effectNames.size(); ++i) {
@@ -21,13 +19,9 @@ std::optional<Effect> effectFromRawValue(std::string_view text) {
   return std::nullopt;
 }
 
-ToolError ToolError::missingArg(const std::string& name) {
-  return ToolError("missing required argument: " + name);
-}
+ToolError ToolError::missingArg(const std::string& name) { return ToolError("missing required argument: " + name); }
 
-ToolError ToolError::badArg(const std::string& message) {
-  return ToolError(message);
-}
+ToolError ToolError::badArg(const std::string& message) { return ToolError(message); }
 
 const std::string& argument(const Arguments& args, const std::string& key) {
   static const std::string absent;

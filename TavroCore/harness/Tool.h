@@ -13,7 +13,7 @@
 
 /// What an action does to the owner's things; the class that the gate decides on.
 enum class Effect { read, create, destructive };
-std::string_view rawValue(Effect effect);                        // "read", "create", "destructive"
+std::string_view rawValue(Effect effect);                         // "read", "create", "destructive"
 std::optional<Effect> effectFromRawValue(std::string_view text);  // exactly these three
 
 /// Tool arguments are always texts by name.

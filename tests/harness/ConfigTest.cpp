@@ -87,13 +87,6 @@ TEST_F(HarnessConfigTest, comesBackAsItWasSavedAndBearsACutAtEveryByte) {
   EXPECT_EQ(HarnessConfig::load(), HarnessConfig());
 }
 
-TEST_F(HarnessConfigTest, tellsOrDropsAFailureToSave) {
-  write(home, "a file stands in the way");
-  full.save();
-  EXPECT_THROW(full.saveOrThrow(), FileFailure);
-  EXPECT_EQ(HarnessConfig::load(), HarnessConfig());
-}
-
 TEST(HarnessConfig, letsAnAgentLowerTheModeAndNeverRaiseIt) {
   using enum AutonomyMode;
   for (const auto from : AutonomyModes::allCases) {
@@ -104,14 +97,6 @@ TEST(HarnessConfig, letsAnAgentLowerTheModeAndNeverRaiseIt) {
       EXPECT_EQ(config.autonomyMode, applied ? to : from);
     }
   }
-}
-
-TEST_F(HarnessConfigTest, liesInTheHomeThatTheVariableNames) {
-  EXPECT_EQ(ConfigDir::url(), home);
-  ::setenv("TAVRO_HOME", "~/elsewhere", 1);
-  EXPECT_EQ(ConfigDir::databaseFile(), user / "elsewhere" / "tavro.sqlite");
-  ::setenv("TAVRO_HOME", "", 1);
-  EXPECT_EQ(ConfigDir::url(), user / "tavro");
 }
 
 }  // namespace

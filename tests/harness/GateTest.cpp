@@ -29,129 +29,120 @@ class GateTest : public SharedHomeTest {
   static void rule(PolicyRule::Decision decision) {
     RuleStore::shared().upsert({.id = "r", .toolPattern = "mail.*", .decision = decision, .createdAt = "2026"});
   }
-  HarnessRunner::Result run(Effect effect, const Arguments& args = {{"to", "bob"}}) {
+  /// What the call is told: the output, "waits" (and the impact), or "failed: <text>".
+  std::string run(Effect effect, const Arguments& args = {{"to", "bob"}}) { return run(effect, args, home); }
+  std::string run(Effect effect, const Arguments& args, const std::filesystem::path& configDir) {
     tool.effect = effect;
-    return HarnessRunner::run(tool, args, "mcp", home);
+    const auto result = HarnessRunner::run(tool, args, "mcp", configDir);
+    if (const auto* executed = std::get_if<Executed>(&result)) return executed->output;
+    if (const auto* pending = std::get_if<Pending>(&result)) return "waits" + pending->preview.value_or("");
+    return "failed: " + std::get<Failed>(result).message;
   }
-  /// "outcome reason" of each audit line, oldest first.
-  static std::vector<std::string> lines() {
+  /// "outcome reason" of each audit line since the last look, oldest first.
+  std::vector<std::string> lines() {
     std::vector<std::string> all;
-    for (const auto& entry : AuditLog::shared().recent(100)) {
+    for (const auto& entry : AuditLog::shared().recent(AuditLog::shared().count() - seen_)) {
+      EXPECT_TRUE(entry.actor == "mcp" && entry.action == "mail.send" && !entry.accountId);
       all.insert(all.begin(), entry.outcome + " " + entry.reason.value_or("-"));
     }
+    seen_ += static_cast<long long>(all.size());
     return all;
   }
-  static AuditEntry lastLine() { return AuditLog::shared().recent(1).at(0); }
+  static Arguments details() { return AuditLog::shared().recent(1).at(0).details; }
 
   Tool tool{.id = "mail.send", .summary = "", .effect = Effect::read, .build = nullptr};
   std::string output = " OK\n";
   int runs = 0;
+
+ private:
+  long long seen_ = 0;
 };
 
-TEST_F(GateTest, refusesBadArgumentsBeforeAnythingElse) {
+TEST_F(GateTest, runsQueuesOrRefusesAndLeavesOneLine) {
   mode(AutonomyMode::panic);
-  rule(PolicyRule::Decision::deny);
-  EXPECT_EQ(std::get<Failed>(run(Effect::destructive, {})).message, "missing required argument: to");
-  EXPECT_EQ(std::get<Failed>(run(Effect::destructive, {{"to", ""}})).message, "missing required argument: to");
-  EXPECT_THAT(lines(), IsEmpty());
-}
-
-TEST_F(GateTest, runsAReadInPanicAndAuditsIt) {
-  mode(AutonomyMode::panic);
-  EXPECT_EQ(std::get<Executed>(run(Effect::read)).output, " OK\n");
-  EXPECT_THAT(lines(), ElementsAre("executed read"));
-  EXPECT_EQ(lastLine().details, (Arguments{{"to", "bob"}, {"result", "OK"}}));
-  EXPECT_EQ(lastLine().actor, "mcp");
-  EXPECT_FALSE(lastLine().accountId);
-}
-
-TEST_F(GateTest, refusesWhatADenyRuleSpeaksOf) {
+  EXPECT_EQ(run(Effect::read, {{"to", "bob"}, {"account", "ann"}, {"result", "?"}}), " OK\n");
+  EXPECT_EQ(details(), (Arguments{{"to", "bob"}, {"account", "ann"}, {"result", "OK"}}));
+  EXPECT_EQ(run(Effect::create), "waits");
+  EXPECT_EQ(details(), (Arguments{{"to", "bob"}}));
+  EXPECT_THAT(lines(), ElementsAre("executed read", "pending_approval needs_approval"));
+  mode(AutonomyMode::copilote);
+  EXPECT_EQ(run(Effect::create), " OK\n");
+  EXPECT_EQ(run(Effect::destructive), "waits");
+  rule(PolicyRule::Decision::ask);
+  EXPECT_EQ(run(Effect::destructive), "waits");
+  EXPECT_THAT(lines(), ElementsAre("executed policy_copilote", "pending_approval needs_approval",
+                                   "pending_approval rule_ask:r"));
+  EXPECT_EQ(runs, 2);
   mode(AutonomyMode::yolo);
   rule(PolicyRule::Decision::deny);
-  const auto failed = std::get<Failed>(run(Effect::read, {{"to", "bob"}, {"account", "ann"}}));
-  EXPECT_EQ(failed.message, "blocked by deny-rule (r)");
-  EXPECT_TRUE(failed.denied);
-  EXPECT_EQ(runs, 0);
+  EXPECT_EQ(run(Effect::read), "failed: blocked by deny-rule (r)");
   EXPECT_THAT(lines(), ElementsAre("denied rule_deny:r"));
-  EXPECT_FALSE(lastLine().accountId);
+  EXPECT_EQ(run(Effect::read, {}), "failed: missing required argument: to");
+  EXPECT_EQ(run(Effect::read, {{"to", ""}}), "failed: missing required argument: to");
+  EXPECT_THAT(lines(), IsEmpty()) << "bad arguments end the call before the gate";
+  EXPECT_EQ(runs, 2);
 }
 
-TEST_F(GateTest, queuesADestructiveActionWithItsImpact) {
+TEST_F(GateTest, queuesTheCallAsItCameWithItsImpact) {
   const Dates::FixedClock clock(Dates::parseISO8601("2026-03-14T09:26:53Z").value());
-  tool.preview = [](const Arguments&) { return "1 mail"; };
+  tool.preview = [](const Arguments&) { return ": 1 mail"; };
   const Arguments args = {{"to", "bob"}, {"a", "2"}, {"a b", "1"}, {"url", "a b"}, {"impact", "none"}};
-  const auto pending = std::get<Pending>(run(Effect::destructive, args));
-  EXPECT_THAT(pending.id, testing::MatchesRegex("[0-9A-F]{8}"));
-  EXPECT_EQ(pending.preview, "1 mail");
-  EXPECT_EQ(runs, 0);
-  EXPECT_THAT(PendingStore(home).list(), ElementsAre(PendingAction{.id = pending.id,
-                                                                   .tool = "mail.send",
-                                                                   .args = args,
-                                                                   .summary = "mail.send a b=1 a=2 impact=none "
-                                                                              "to=bob url=a b",
-                                                                   .createdAt = "2026-03-14T09:26:53Z",
-                                                                   .preview = "1 mail"}));
-  EXPECT_THAT(lines(), ElementsAre("pending_approval needs_approval"));
-  Arguments details = args;
-  details["impact"] = "1 mail";
-  EXPECT_EQ(lastLine().details, details);
+  EXPECT_EQ(run(Effect::destructive, args), "waits: 1 mail");
+  const auto queued = PendingStore(home).list().at(0);
+  EXPECT_THAT(queued.id, testing::MatchesRegex("[0-9A-F]{8}"));
+  EXPECT_EQ(queued, (PendingAction{.id = queued.id,
+                                   .tool = "mail.send",
+                                   .args = args,
+                                   .summary = "mail.send a b=1 a=2 impact=none to=bob url=a b",
+                                   .createdAt = "2026-03-14T09:26:53Z",
+                                   .preview = ": 1 mail"}));
+  EXPECT_EQ(details().at("impact"), ": 1 mail");
+  EXPECT_EQ(details().size(), args.size());
 }
 
-TEST_F(GateTest, queuesAnActionWhoseImpactCantBeTold) {
+TEST_F(GateTest, queuesWhatIsNotUTF8AndWhatHasNoTellableImpact) {
   tool.preview = [](const Arguments&) -> std::optional<std::string> { throw Error("no Mail"); };
-  EXPECT_FALSE(std::get<Pending>(run(Effect::destructive)).preview);
-  EXPECT_EQ(lastLine().details, (Arguments{{"to", "bob"}}));
+  EXPECT_EQ(run(Effect::destructive, {{"to", "bob\xff"}}), "waits");
+  EXPECT_EQ(PendingStore(home).list().at(0).args, (Arguments{{"to", "bob\uFFFD"}}));
+  EXPECT_EQ(details(), (Arguments{{"to", "bob\uFFFD"}}));
 }
 
-TEST_F(GateTest, tellsInTheAuditWhatMadeAnActionWait) {
-  mode(AutonomyMode::panic);
-  EXPECT_TRUE(std::holds_alternative<Pending>(run(Effect::create)));
-  mode(AutonomyMode::copilote);
-  rule(PolicyRule::Decision::ask);
-  EXPECT_TRUE(std::holds_alternative<Pending>(run(Effect::create)));
-  EXPECT_THAT(lines(), ElementsAre("pending_approval needs_approval", "pending_approval rule_ask:r"));
+TEST_F(GateTest, saysWhenTheQueueCantBeWrittenAndLeavesNoLine) {
+  write(user / "file", "in the way");
+  EXPECT_THAT(run(Effect::destructive, {{"to", "bob"}}, user / "file"),
+              testing::AllOf(testing::StartsWith("failed: could not save pending: "), HasSubstr(user / "file")));
+  EXPECT_THAT(lines(), IsEmpty());
+  EXPECT_EQ(runs, 0);
 }
 
 TEST_F(GateTest, capsWhatAnAllowRuleLetsThroughADay) {
   Dates::FixedClock clock(Dates::parseISO8601("2026-03-14T23:59:59Z").value());
   mode(AutonomyMode::copilote, 1);
   rule(PolicyRule::Decision::allow);
-  run(Effect::read);
-  run(Effect::destructive);
-  EXPECT_TRUE(std::holds_alternative<Pending>(run(Effect::destructive)));
+  for (const auto effect : {Effect::read, Effect::destructive, Effect::destructive}) run(effect);
   clock.set(Dates::parseISO8601("2026-03-15T00:00:00Z").value());
-  EXPECT_TRUE(std::holds_alternative<Executed>(run(Effect::destructive)));
+  run(Effect::destructive);
   EXPECT_THAT(lines(), ElementsAre("executed read", "executed rule_allow:r", "pending_approval cap_reached",
                                    "executed rule_allow:r"));
-}
-
-TEST_F(GateTest, seesAtTheNextCallWhatAnotherProcessChanged) {
-  EXPECT_TRUE(std::holds_alternative<Executed>(run(Effect::create)));
-  GRDBQueue::open(home / "tavro.sqlite", Migrator())->write([](Database& database) {
-    database.executeScript("INSERT INTO policy_rules VALUES ('n', 1, NULL, 'mail.*', '{}', 'deny', 'user', '2026')");
-  });
-  EXPECT_TRUE(std::get<Failed>(run(Effect::create)).denied);
 }
 
 TEST_F(GateTest, reportsAndAuditsWhateverAToolThrows) {
   mode(AutonomyMode::yolo);
   tool.transform = [](const std::string& text) { return "never seen" + text; };
   tool.nativeRun = [](const Arguments&) -> std::string { throw Error("no Mail"); };
-  EXPECT_EQ(std::get<Failed>(run(Effect::create)).message, "no Mail");
+  EXPECT_EQ(run(Effect::create), "failed: no Mail");
   tool.nativeRun = [](const Arguments&) -> std::string { throw std::out_of_range("map::at"); };
-  EXPECT_EQ(std::get<Failed>(run(Effect::create)).message, "map::at");
+  EXPECT_EQ(run(Effect::create), "failed: map::at");
   tool.nativeRun = [](const Arguments&) -> std::string { throw 5; };
-  EXPECT_EQ(std::get<Failed>(run(Effect::create)).message, "unknown failure");
+  EXPECT_EQ(run(Effect::create), "failed: unknown failure");
   EXPECT_THAT(lines(), ElementsAre("error no Mail", "error map::at", "error unknown failure"));
-  EXPECT_EQ(lastLine().details, (Arguments{{"to", "bob"}}));
-  tool.build = nullptr;
-  EXPECT_FALSE(std::get<Failed>(run(Effect::create)).message.empty());
+  EXPECT_EQ(details(), (Arguments{{"to", "bob"}}));
 }
 
 TEST_F(GateTest, leavesNoLineWhereTheToolSaysSo) {
   tool.transform = [](const std::string& text) { return "transformed" + text; };
   tool.auditAutoRun = [](const std::string& text) { return text.starts_with("✅"); };
-  EXPECT_EQ(std::get<Executed>(run(Effect::create)).output, "transformed OK\n");
+  EXPECT_EQ(run(Effect::create), "transformed OK\n");
   EXPECT_THAT(lines(), IsEmpty());
   tool.transform = nullptr;
   output = "✅ done";
@@ -162,8 +153,8 @@ TEST_F(GateTest, leavesNoLineWhereTheToolSaysSo) {
 TEST_F(GateTest, auditsTheFirst500CharactersOfTheTrimmedOutput) {
   const auto audited = [this](std::string text) {
     output = std::move(text);
-    EXPECT_EQ(std::get<Executed>(run(Effect::read)).output, output);
-    return lastLine().details.at("result");
+    EXPECT_EQ(run(Effect::read), output);
+    return details().at("result");
   };
   std::string family;
   for (int i = 0; i < 500; ++i) family += "👩‍👧";
@@ -171,40 +162,6 @@ TEST_F(GateTest, auditsTheFirst500CharactersOfTheTrimmedOutput) {
   EXPECT_EQ(audited("\n" + family + "\n"), family);
   EXPECT_EQ(audited(family + "x"), family + "...");
   EXPECT_EQ(audited(std::string("a\xff\0b", 4)), std::string("a\uFFFD\0b", 6));
-}
-
-TEST_F(GateTest, queuesAndAuditsArgumentsThatAreNotUTF8) {
-  const auto pending = std::get<Pending>(run(Effect::destructive, {{"to", "bob\xff"}}));
-  EXPECT_EQ(PendingStore(home).get(pending.id)->args, (Arguments{{"to", "bob\uFFFD"}}));
-  EXPECT_EQ(lastLine().details, (Arguments{{"to", "bob\uFFFD"}}));
-}
-
-TEST_F(GateTest, saysWhenTheQueueCantBeWrittenAndLeavesNoLine) {
-  tool.effect = Effect::destructive;
-  write(user / "file", "in the way");
-  const auto failed = std::get<Failed>(HarnessRunner::run(tool, {{"to", "bob"}}, "mcp", user / "file"));
-  EXPECT_THAT(failed.message, testing::StartsWith("could not save pending: "));
-  EXPECT_THAT(failed.message, HasSubstr(user / "file"));
-  EXPECT_THAT(lines(), IsEmpty());
-  EXPECT_EQ(runs, 0);
-}
-
-// Any program of that name that is told by the variable stands for the system's own.
-TEST_F(GateTest, runsAScriptAndGivesTheOutputOfASuccessAlone) {
-  write(user / "bin/osascript",
-        "#!/bin/sh\necho output\necho 'execution error: no Mail (-600)' >&2\nexit ${STATUS:-0}\n");
-  Files::setMode(user / "bin/osascript", 0700);
-  ::setenv("TAVRO_PLATFORM_BIN", (user / "bin").c_str(), 1);
-  tool.nativeRun = nullptr;
-  tool.transform = [](const std::string& text) { return "OK " + text; };
-  EXPECT_EQ(HarnessRunner::executeBuilt(tool, {{"to", "bob"}}).output, "OK output");
-  ::setenv("STATUS", "1", 1);
-  const auto failed = HarnessRunner::executeBuilt(tool, {{"to", "bob"}});
-  EXPECT_FALSE(failed.ok);
-  EXPECT_EQ(failed.output, "");
-  EXPECT_THAT(failed.error, HasSubstr("no Mail"));
-  ::unsetenv("STATUS");
-  ::unsetenv("TAVRO_PLATFORM_BIN");
 }
 
 }  // namespace

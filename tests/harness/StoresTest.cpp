@@ -42,47 +42,34 @@ TEST_F(StoresTest, countsForTheCapWhatAnAllowRuleLetThroughSinceMidnightUTC) {
 }
 
 TEST_F(StoresTest, findsALineByAnyColumnNewestFirst) {
-  db.audit.append({.timestamp = "2026-01-01T00:00:00Z", .actor = "mcp", .action = "mail.send", .outcome = "denied"});
+  db.audit.append({.timestamp = "2026", .actor = "mcp", .action = "mail.send", .outcome = "1"});
+  db.audit.append({.timestamp = "", .actor = "cli", .action = "cal.add", .details = {{"b", "Mail"}}, .outcome = "2"});
   db.audit.append(
-      {.timestamp = "", .actor = "cli", .action = "cal.add", .details = {{"b", "Mail"}}, .outcome = "error"});
-  db.audit.append({.timestamp = "",
-                   .actor = "mcp",
-                   .action = "cal.add",
-                   .accountId = "ann",
-                   .outcome = "executed",
-                   .reason = "rule_allow:mailing"});
-  const auto found = [this](const char* text) {
-    std::vector<std::string> outcomes;
-    for (const auto& entry : db.audit.search(text, 10)) outcomes.push_back(entry.outcome);
+      {.timestamp = "", .actor = "", .action = "", .accountId = "ann", .outcome = "3", .reason = "mailing"});
+  const auto found = [this](const char* text, long long limit = 10) {
+    std::string outcomes;
+    for (const auto& entry : db.audit.search(text, limit)) outcomes += entry.outcome;
     return outcomes;
   };
-  EXPECT_THAT(found("mail"), ElementsAre("executed", "error", "denied"));
-  EXPECT_THAT(found("ann"), ElementsAre("executed"));
-  EXPECT_THAT(found("cli"), ElementsAre("error"));
-  EXPECT_THAT(found("cal_add"), ElementsAre("executed", "error"));
-  EXPECT_THAT(found("'; DROP TABLE audit; --"), ElementsAre());
-  EXPECT_EQ(db.audit.search("mail", 1).size(), 1);
+  const std::map<const char*, const char*> cases = {{"mail", "321"},  {"ann", "3"}, {"cli", "2"},
+                                                    {"cal_a%d", "2"}, {"2", "2"},   {"'; DROP TABLE audit; --", ""}};
+  for (const auto& [text, outcomes] : cases) EXPECT_EQ(found(text), outcomes) << text;
+  EXPECT_EQ(found("mail", 1), "3");
   EXPECT_EQ(db.audit.recent(0).size(), 0);
-  EXPECT_EQ(db.audit.recent(5).back().timestamp, "2026-01-01T00:00:00Z");
+  EXPECT_EQ(db.audit.recent(5).back().timestamp, "2026");
 }
 
 TEST_F(StoresTest, keepsDetailsOfAnyBytesWithTheirKeysSorted) {
-  const AuditEntry whole{.timestamp = "2026-01-01T00:00:00Z",
-                         .actor = "mcp",
-                         .action = "mail.send",
-                         .accountId = "ann",
-                         .details = {{"b", "\"\n"}, {"a", std::string("\0x", 2)}},
-                         .outcome = "executed",
-                         .reason = "read"};
-  db.audit.append(whole);
-  EXPECT_EQ(db.audit.recent(1), std::vector{whole});
-  db.audit.append(
-      {.timestamp = "", .actor = "mcp", .action = "x", .details = {{"b", "\xff"}, {"a", "1"}}, .outcome = "o"});
-  raw()->read([](Database& database) {
-    database.query("SELECT details FROM audit ORDER BY id DESC LIMIT 1", {},
-                   [](const Row& row) { EXPECT_EQ(row.text("details"), "{\"a\":\"1\",\"b\":\"\uFFFD\"}"); });
-  });
+  AuditEntry entry{
+      .timestamp = "2026", .actor = "mcp", .action = "x", .accountId = "ann", .outcome = "o", .reason = "r"};
+  entry.details = {{"b", "\"\n\xff"}, {"a", std::string("\0x", 2)}};
+  db.audit.append(entry);
+  entry.details["b"] = "\"\n\uFFFD";
+  EXPECT_EQ(db.audit.recent(1), std::vector{entry});
   raw()->write([](Database& database) {
+    database.query("SELECT details FROM audit", {}, [](const Row& row) {
+      EXPECT_EQ(row.text("details"), "{\"a\":\"\\u0000x\",\"b\":\"\\\"\\n\uFFFD\"}");
+    });
     database.executeScript("UPDATE audit SET details = '[1', reason = x'ff', actor = CAST(x'6dff' AS TEXT)");
   });
   const auto bad = db.audit.recent(1).at(0);
