@@ -88,18 +88,20 @@ std::string asker(const PendingAction& action) {
   return actors.empty() ? "unknown" : Text::join({actors.begin(), actors.end()}, " or ");
 }
 
+constexpr const char* untold = "(not told)";
+
 std::string impactNow(const Tool& tool, const Arguments& args) {
   try {
     tool.build(args);
     const auto impact = tool.preview ? tool.preview(args) : std::nullopt;
-    return impact.value_or("(this tool doesn't tell)");
+    return impact.value_or(untold);
   } catch (const Error& failure) {
     return "❌ " + failure.description();
   }
 }
 
-/// The whole action, for a person to judge. `tool` null: without the impact as it would be now.
-std::vector<Display::Field> describe(const Item& item, const Tool* tool) {
+/// The whole action, for a person to judge; with the impact as it is now, where that was asked.
+std::vector<Display::Field> describe(const Item& item, const std::optional<std::string>& now = std::nullopt) {
   const PendingAction& action = item.action;
   const Tool* known = Tools::find(action.tool);
   std::vector<Display::Field> rows = {
@@ -109,13 +111,9 @@ std::vector<Display::Field> describe(const Item& item, const Tool* tool) {
       {"state", words(item.state).meaning},
   };
   for (const auto& [key, value] : action.args) rows.push_back({"with " + key, value});
-  rows.push_back({tool ? "impact then" : "impact", action.preview.value_or("(not told)")});
-  if (tool) rows.push_back({"impact now", impactNow(*tool, action.args)});
+  rows.push_back({now ? "impact then" : "impact", action.preview.value_or(untold)});
+  if (now) rows.push_back({"impact now", *now});
   return rows;
-}
-
-std::string shown(const Item& item, const Tool* tool) {
-  return Display::fields(describe(item, tool), Terminal::columns());
 }
 
 [[noreturn]] void refuse(const std::string& id, Approval::Refusal refusal, const std::string& tool) {
@@ -177,7 +175,10 @@ struct Decision {
     if (!tool) refuse(id, Approval::Refusal::unknownTool, toolID);
     if (item.state == State::running) refuse(id, Approval::Refusal::running, toolID);
     if (item.state == State::interrupted && !again) refuse(id, Approval::Refusal::interrupted, toolID);
-    if (!consent.ask(shown(item, tool), "Run it?")) return keptInQueue(id);
+    const std::string now = impactNow(*tool, item.action.args);
+    const bool changed = now != item.action.preview.value_or(untold);
+    const auto question = changed ? "The impact isn't what it was when this was queued. Run it?" : "Run it?";
+    if (!consent.ask(Display::fields(describe(item, now), Terminal::columns()), question)) return keptInQueue(id);
     const auto outcome = Approval::approve(store, id, Owner::actor, again);
     if (const auto* refusal = std::get_if<Approval::Refusal>(&outcome)) refuse(id, *refusal, toolID);
     return report(std::get<HarnessRunner::Built>(outcome));
@@ -187,7 +188,8 @@ struct Decision {
     const PendingStore store = openQueue();
     const Item item = named(store, typed);
     const std::string& id = item.action.id;
-    if (!consent.ask(shown(item, nullptr), "Drop it without running it?")) return keptInQueue(id);
+    if (!consent.ask(Display::fields(describe(item), Terminal::columns()), "Drop it without running it?"))
+      return keptInQueue(id);
     if (const auto refusal = Approval::reject(store, id, Owner::actor)) refuse(id, *refusal, item.action.tool);
     Terminal::say(id + " is rejected");
     return ExitStatus::done;
@@ -210,7 +212,7 @@ struct Listing {
     if (json) {
       Display::show(record(item));
     } else {
-      Terminal::print(Display::fields(describe(item, nullptr), Terminal::outputIsTerminal() ? Terminal::columns() : 0));
+      Terminal::print(Display::fields(describe(item), Terminal::outputIsTerminal() ? Terminal::columns() : 0));
     }
     return ExitStatus::done;
   }

@@ -17,9 +17,9 @@ struct Session {
   int status = -1;
 };
 
-/// Runs the command with a terminal of 60 columns, types `answer` at the first question, and reads to the end.
+/// Runs the command with a terminal of 100 columns, types `answer` at the first question, and reads to the end.
 Session onTerminal(const Sandbox& sandbox, const std::string& command, const std::string& answer) {
-  const winsize size = {.ws_row = 24, .ws_col = 60, .ws_xpixel = 0, .ws_ypixel = 0};
+  const winsize size = {.ws_row = 24, .ws_col = 100, .ws_xpixel = 0, .ws_ypixel = 0};
   int terminal = -1;
   const pid_t child = ::forkpty(&terminal, nullptr, nullptr, &size);
   if (child == 0) {
@@ -46,7 +46,7 @@ class OnATerminal : public testing::Test {
  protected:
   OnATerminal() {
     sandbox.shell(
-        R"(mkdir -p home/pending; printf '%s' '{"id":"AAAA1111","tool":"how_it_works","summary":"how_it_works ",
+        R"(mkdir -p home/pending; printf '%s' '{"id":"AAAA1111","tool":"how_it_works","summary":"how_it_works \u001b[2J",
       "args":{"note":"hi\u001b[2J\u009b1A\u202Egnp.exe\u2028tool │ mail.open","wide":")" +
         std::string(200, 'W') + R"("},"createdAt":"2026-01-02T03:04:05Z"}' > home/pending/AAAA1111.json)");
   }
@@ -75,9 +75,12 @@ TEST_F(OnATerminal, theActionIsShownWhereTheAnswerIsTypedEvenWhenTheOutputsAreRe
 }
 
 TEST_F(OnATerminal, whatAnAgentWroteCantSteerTheScreen) {
+  sandbox.shell("tavro run note.add title='hi\033[2J\u202E' body=x");
   for (const char* command : {"tavro pending", "tavro pending AAAA1111", "tavro approve AAAA1111",
-                              "tavro pending --json", "tavro reject AAAA1111 2>&1", "tavro run 'x\033[2J\u202E'"}) {
+                              "tavro pending --json", "tavro reject AAAA1111 2>&1", "tavro run 'x\033[2J\u202E'",
+                              "tavro run note.find name=hi", "tavro audit", "tavro audit --json"}) {
     const std::string screen = onTerminal(sandbox, std::string("NO_COLOR=1 ") + command, "n\n").screen;
+    EXPECT_THAT(screen, HasSubstr("[2J")) << command;
     EXPECT_THAT(screen, Not(HasSubstr("\033"))) << command;
     EXPECT_THAT(screen, Not(HasSubstr("\u009b"))) << command;
     EXPECT_THAT(screen, Not(HasSubstr("\u202E"))) << command;
