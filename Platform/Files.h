@@ -46,8 +46,12 @@ void replace(const std::filesystem::path& path, std::string_view bytes, mode_t m
 /// crash in the middle may not. Flushed to the disk when it returns.
 void overwrite(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
 
+/// Whether a file outlives a power cut, or is too short-lived to wait for the disk.
+enum class Durability { flushed, unflushed };
+
 /// Creates a file that must not be there yet; false when the name is taken. The file appears whole.
-bool createNew(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
+bool createNew(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600,
+               Durability durability = Durability::flushed);
 
 /// Appends in one write with O_APPEND, so that lines of several processes don't mix. Not flushed; a
 /// disk that gets full may leave the first part of `bytes`, with the failure told.

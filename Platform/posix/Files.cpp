@@ -311,19 +311,20 @@ void overwrite(const fs::path& path, std::string_view bytes, mode_t mode) {
   if (isNew) flushFolder(task, path);
 }
 
-bool createNew(const fs::path& path, std::string_view bytes, mode_t mode) {
+bool createNew(const fs::path& path, std::string_view bytes, mode_t mode, Durability durability) {
   const Task task{"create", path};
   refuseNul(task, path);
   if (entryAt(path)) return false;
   Neighbour neighbour(path);
   Descriptor file = createNeighbour(task, neighbour, mode);
   writeAll(task, file, bytes);
-  finish(task, file);
+  if (durability == Durability::flushed) flush(task, file);
+  task.check(file.close());
   if (!neighbour.takeFreeName(path)) {
     if (errno == EEXIST) return false;
     task.fail(errno);
   }
-  flushFolder(task, path);
+  if (durability == Durability::flushed) flushFolder(task, path);
   return true;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <system_error>
 
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
@@ -18,7 +19,7 @@ class TemporaryScript {
  public:
   explicit TemporaryScript(std::string_view text)
       : path_(Files::temporaryName(Environment::temporaryDirectory(), "tavro", "applescript")) {
-    Files::createNew(path_, text);
+    Files::createNew(path_, text, 0600, Files::Durability::unflushed);
   }
   ~TemporaryScript() {
     std::error_code ignored;

@@ -387,7 +387,10 @@ Node* Grammar::call(const Token& name, std::size_t begin) {
 
 Node* Grammar::index() {
   if (token().kind == Token::Kind::string) return simple(false);
-  if (token().is("-")) return prefix(operand);
+  if (takeSymbol("-")) {
+    const std::size_t begin = tokens_[at_ - 1].range.begin;
+    return literal(-asInteger(number()->value), since(begin));
+  }
   if (token().is("(")) return parenthesized();
   if (token().kind == Token::Kind::integer || token().kind == Token::Kind::real) return number();
   const Token& name = token();

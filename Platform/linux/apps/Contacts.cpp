@@ -259,12 +259,12 @@ class Person : public DesktopObject {
     if (name == "name") return stored->displayName();
     if (name == "id") return stored->id;
     if (name == "vcard") return Text::repairUTF8(card.bytes());
-    if (name == "company") return isCompany();
-    if (name == "birth date") return birthDate(textOf("BDAY"));
+    if (name == "company") return Text::equalIgnoringCase(card.text("X-ABSHOWAS"), "COMPANY");
+    if (name == "birth date") return birthDate(card.text("BDAY"));
     if (const auto part = partOf(nameParts, name)) return textOrMissing(stored->namePart(*part));
     if (const auto part = partOf(organizationParts, name)) return textOrMissing(organizationPart(*part));
     for (const auto& field : fields)
-      if (field.name == name) return textOrMissing(textOf(field.property));
+      if (field.name == name) return textOrMissing(card.text(field.property));
     return Missing();
   }
 
@@ -297,23 +297,12 @@ class Person : public DesktopObject {
     return std::make_shared<Detail>(contacts_, stored, property, std::string(className));
   }
 
-  std::string textOf(std::string_view name) const {
-    const auto property = stored->card->find(name);
-    return property ? property->text() : "";
-  }
-
-  bool isCompany() const { return Text::equalIgnoringCase(textOf("X-ABSHOWAS"), "COMPANY"); }
-
-  std::vector<std::string> organization() const {
-    const auto property = stored->card->find("ORG");
-    return property ? property->components() : std::vector<std::string>{};
-  }
   std::string organizationPart(std::size_t part) const {
-    const auto parts = organization();
+    const auto parts = stored->card->components("ORG");
     return part < parts.size() ? parts[part] : "";
   }
   void setOrganizationPart(std::size_t part, const std::string& text) {
-    auto parts = organization();
+    auto parts = stored->card->components("ORG");
     parts.resize(std::max(parts.size(), part + 1));
     parts[part] = text;
     stored->setOrganization(parts);

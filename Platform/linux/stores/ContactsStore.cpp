@@ -26,14 +26,9 @@ struct ContactsStore::Book {
 
 namespace {
 
-std::string textOf(const VCard::Card& card, std::string_view name) {
-  const auto property = card.find(name);
-  return property ? property->text() : "";
-}
-
 std::string organizationOf(const VCard::Card& card) {
-  const auto organization = card.find("ORG");
-  return organization ? organization->components().front() : "";
+  const auto organization = card.components("ORG");
+  return organization.empty() ? "" : organization.front();
 }
 
 void setFullName(VCard::Card& card, const std::string& name) {
@@ -55,22 +50,20 @@ std::string composedName(const ContactsStore::Person& person) {
 // ---- Names.
 
 std::string ContactsStore::Person::displayName() const {
-  if (auto name = textOf(*card, "FN"); !Text::trim(name).empty()) return name;
+  if (auto name = card->text("FN"); !Text::trim(name).empty()) return name;
   if (auto name = composedName(*this); !name.empty()) return name;
   if (auto organization = organizationOf(*card); !organization.empty()) return organization;
-  return textOf(*card, "EMAIL");
+  return card->text("EMAIL");
 }
 
 std::string ContactsStore::Person::namePart(std::size_t part) const {
-  const auto name = card->find("N");
-  const auto parts = name ? name->components() : std::vector<std::string>{};
+  const auto parts = card->components("N");
   return part < parts.size() ? parts[part] : "";
 }
 
 void ContactsStore::Person::setNamePart(std::size_t part, const std::string& text) {
   constexpr std::size_t partCount = 5;
-  const auto name = card->find("N");
-  auto parts = name ? name->components() : std::vector<std::string>{};
+  auto parts = card->components("N");
   parts.resize(std::max(parts.size(), partCount));
   parts[part] = text;
   card->set("N", VCard::joinComponents(parts));
@@ -81,7 +74,7 @@ void ContactsStore::Person::setNamePart(std::size_t part, const std::string& tex
 void ContactsStore::Person::setOrganization(const std::vector<std::string>& components) {
   const bool isEmpty = std::all_of(components.begin(), components.end(), [](const auto& text) { return text.empty(); });
   card->set("ORG", isEmpty ? "" : VCard::joinComponents(components));
-  if (textOf(*card, "FN").empty()) setFullName(*card, organizationOf(*card));
+  if (card->text("FN").empty()) setFullName(*card, organizationOf(*card));
 }
 
 // ---- The store.
@@ -104,7 +97,7 @@ void ContactsStore::load() {
     auto book = std::make_shared<Book>(Book{.path = path, .bytes = std::move(*bytes)});
     book->content = VCard::parse(book->bytes);
     for (std::size_t number = 1; const auto& card : book->content.cards) {
-      auto id = textOf(*card, "UID");
+      auto id = card->text("UID");
       if (id.empty()) id = Text::repairUTF8(name) + "#" + std::to_string(number);
       ++number;
       people_.push_back(std::make_shared<Person>(Person{.card = card, .id = std::move(id)}));
@@ -116,7 +109,7 @@ void ContactsStore::load() {
 ContactsStore::PersonPtr ContactsStore::add() {
   load();
   const auto card = std::make_shared<VCard::Card>(VCard::Card::create());
-  const auto person = std::make_shared<Person>(Person{.card = card, .id = textOf(*card, "UID")});
+  const auto person = std::make_shared<Person>(Person{.card = card, .id = card->text("UID")});
   books_.push_back(std::make_shared<Book>(Book{.path = root_ / (FileNames::safe(person->id) + ".vcf"),
                                                .isNew = true,
                                                .content = {.cards = {card}, .rest = {}}}));

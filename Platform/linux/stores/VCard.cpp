@@ -198,6 +198,16 @@ std::vector<VCard::Card::PropertyPtr> VCard::Card::all(string_view name) const {
   return found;
 }
 
+std::string VCard::Card::text(string_view name) const {
+  const auto property = find(name);
+  return property ? property->text() : "";
+}
+
+std::vector<std::string> VCard::Card::components(string_view name) const {
+  const auto property = find(name);
+  return property ? property->components() : std::vector<std::string>{};
+}
+
 VCard::Card::PropertyPtr VCard::Card::inGroup(const std::string& group, string_view name) const {
   if (group.empty()) return nullptr;
   for (const auto& property : properties_)

@@ -42,6 +42,9 @@ class Card {
   /// The first property of this name (upper case), or null.
   PropertyPtr find(std::string_view name) const;
   std::vector<PropertyPtr> all(std::string_view name) const;
+  /// Of the first property of this name; empty when there is none.
+  std::string text(std::string_view name) const;
+  std::vector<std::string> components(std::string_view name) const;
   /// The one of this name in the same group: the label X-ABLABEL of an address, say. Or null.
   PropertyPtr inGroup(const std::string& group, std::string_view name) const;
 
