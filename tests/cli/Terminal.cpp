@@ -17,9 +17,9 @@ struct Session {
   int status = -1;
 };
 
-/// Runs the command with a terminal of 100 columns, types `answer` at the first question, and reads to the end.
+/// Runs the command with a terminal of 120 columns, types `answer` at the first question, and reads to the end.
 Session onTerminal(const Sandbox& sandbox, const std::string& command, const std::string& answer) {
-  const winsize size = {.ws_row = 24, .ws_col = 100, .ws_xpixel = 0, .ws_ypixel = 0};
+  const winsize size = {.ws_row = 24, .ws_col = 120, .ws_xpixel = 0, .ws_ypixel = 0};
   int terminal = -1;
   const pid_t child = ::forkpty(&terminal, nullptr, nullptr, &size);
   if (child == 0) {
