@@ -227,11 +227,10 @@ Evaluator::Flow Evaluator::tell(const Tell& node) {
 
 Evaluator::Flow Evaluator::attend(const Attend& node) {
   Restored restore(attention_);
+  Restored keep(kept_);
   for (const auto& [aspect, considered] : node.changes) attention_.*aspect = considered;
   kept_ = {};
-  const Flow flow = execute(*node.body);
-  kept_ = {};
-  return flow;
+  return execute(*node.body);
 }
 
 // ---- Assignment

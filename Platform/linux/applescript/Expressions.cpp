@@ -60,6 +60,7 @@ Node* Grammar::runningTest(Node* subject, Operator operation) {
 }
 
 Node* Grammar::prefix(int minimum) {
+  checkStack();
   const std::size_t begin = token().range.begin;
   if (word("not")) {
     if (minimum > 3) expected("expression");
@@ -71,7 +72,6 @@ Node* Grammar::prefix(int minimum) {
   }
   if (takeSymbol("+")) return prefix(operand);
   if (!takeSymbol("-")) return reference();
-  checkStack();
   Node* value = prefix(operand);
   if (value->kind == Node::Kind::literal) {
     const Value& number = static_cast<Literal*>(value)->value;

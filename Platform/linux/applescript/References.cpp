@@ -374,6 +374,7 @@ Value settled(const Value& value) {
 }
 
 Value get(const Value& base, const Selector& step, const Reading& reading) {
+  checkStack();
   if (holdsReference(base) && !(isProperty(step) && step.name == "contents")) return get(resolved(base), step, reading);
   if (holdsReference(base)) return resolved(base);
   if (const ObjectPtr object = base.object()) return fromObject(object, step);
@@ -390,6 +391,7 @@ Value get(const Value& base, const Selector& step, const Reading& reading) {
 }
 
 void set(const Value& target, const Selector& step, const Value& value, const Reading& reading) {
+  checkStack();
   if (auto link = target.as<std::shared_ptr<const Reference>>()) {
     if (!isProperty(step) || step.name != "contents") return set(resolved(target), step, value, reading);
     const Selector item{Form::index, "item", "item", static_cast<std::int64_t>((*link)->item)};

@@ -2,8 +2,7 @@
 #include "Platform/linux/applescript/TextParts.h"
 
 #include <unicode/brkiter.h>
-#include <unicode/uchar.h>
-#include <unicode/unistr.h>
+#include <unicode/utext.h>
 
 #include <algorithm>
 #include <array>
@@ -50,32 +49,19 @@ std::vector<Span> paragraphs(std::string_view text) {
   return spans;
 }
 
-// The bytes that each UTF-16 unit of a text begins at.
-std::vector<std::size_t> unitOffsets(const icu::UnicodeString& text) {
-  std::vector<std::size_t> offsets;
-  std::size_t byte = 0;
-  for (int32_t at = 0; at < text.length(); ++at) {
-    offsets.push_back(byte);
-    const char16_t unit = text[at];
-    byte += unit < 0x80 ? 1 : unit < 0x800 ? 2 : U16_IS_LEAD(unit) ? 4 : U16_IS_TRAIL(unit) ? 0 : 3;
-  }
-  offsets.push_back(byte);
-  return offsets;
-}
-
-std::vector<Span> words(std::string_view bytes) {
+std::vector<Span> words(std::string_view text) {
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<icu::BreakIterator> walker(
       icu::BreakIterator::createWordInstance(icu::Locale::getRoot(), status));
+  const icu::LocalUTextPointer bytes(
+      utext_openUTF8(nullptr, text.data(), static_cast<std::int64_t>(text.size()), &status));
+  if (U_SUCCESS(status)) walker->setText(bytes.getAlias(), status);
   if (U_FAILURE(status)) return {};
-  const auto text = icu::UnicodeString::fromUTF8(icu::StringPiece(bytes.data(), static_cast<int32_t>(bytes.size())));
-  const std::vector<std::size_t> offsets = unitOffsets(text);
-  walker->setText(text);
   std::vector<Span> spans;
   for (int32_t begin = walker->first(), end = walker->next(); end != icu::BreakIterator::DONE;
        begin = end, end = walker->next())
     if (walker->getRuleStatus() != UBRK_WORD_NONE)
-      spans.push_back({offsets[static_cast<std::size_t>(begin)], offsets[static_cast<std::size_t>(end)]});
+      spans.push_back({static_cast<std::size_t>(begin), static_cast<std::size_t>(end)});
   return spans;
 }
 
