@@ -87,10 +87,10 @@ TEST_F(ApplicationsTest, contactsShowAndChangeACard) {
       "BEGIN:VCARD\nVERSION:3.0\nFN:Ann Lee\nN:Lee;Ann;;;\nX-KEEP: me\nitem1.TEL:1\nitem1.X-ABLabel:_$!<HomeFAX>!$_\n"
       "EMAIL;TYPE=INTERNET,HOME:a@lee.example\nADR;TYPE=work:;;1 Hill;Bath;;BA1;UK\nBDAY:19840517\nEND:VCARD\n");
   const std::vector<Step> steps = {
-      {"{label, value} of emails of person 1", "home, a@lee.example"},
+      {"label of emails of person 1 & value of emails of person 1", "home, a@lee.example"},
       {"label of phones of person \"ann lee\"", "homefax"},
-      {"{street, city, state, zip, country} of address 1 of person 1", "1 Hill, Bath, missing value, BA1, UK"},
-      {"{organization, note, middle name} of person 1", "missing value, missing value, missing value"},
+      {"tell address 1 of person 1 to get {street, city, state, zip, country}", "1 Hill, Bath, missing value, BA1, UK"},
+      {"tell person 1 to get {organization, note, middle name}", "missing value, missing value, missing value"},
       {"year of (birth date of person 1 as date)", "1984"},
       {"name of people whose value of emails contains \"a@lee.example\"", "Ann Lee"},
       {"set p to person 1\nset last name of p to \"Lee; Moss\"\nset organization of p to \"Moss\"\n{name of p, unsaved}",

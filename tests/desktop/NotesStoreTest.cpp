@@ -106,13 +106,13 @@ TEST_F(NotesStoreTest, deletesIntoTheTrashAndOverwritesNothingThere) {
   put("notes/A/Recently Deleted/note.html", "older");
   put("notes/A/B/note.html", "newer");
   put("notes/A/B/C/note.html", "newest");
-  EXPECT_TRUE(store.removeNote("A/B/note.html"));
-  EXPECT_TRUE(store.removeNote("A/B/C/note.html"));
-  EXPECT_FALSE(store.removeNote("A/B/note.html"));
+  EXPECT_EQ(store.removeNote("A/B/note.html"), "A/Recently Deleted/note 2.html");
+  EXPECT_EQ(store.removeNote("A/B/C/note.html"), "A/Recently Deleted/note 3.html");
+  EXPECT_THROW(store.removeNote("A/B/note.html"), FileFailure);
   EXPECT_EQ(get("notes/A/Recently Deleted/note.html"), "older");
   EXPECT_EQ(get("notes/A/Recently Deleted/note 2.html"), "newer");
   EXPECT_EQ(get("notes/A/Recently Deleted/note 3.html"), "newest");
-  EXPECT_TRUE(store.removeNote("A/Recently Deleted/note.html"));
+  EXPECT_EQ(store.removeNote("A/Recently Deleted/note.html"), std::nullopt);
   EXPECT_EQ(store.notes("A/Recently Deleted").size(), 2u);
   EXPECT_THROW(store.setBody("A/B/note.html", "x"), FileFailure);
 }

@@ -285,6 +285,9 @@ class Person : public DesktopObject {
     return found;
   }
 
+  /// None of them has a name.
+  ObjectPtr elementNamed(std::string_view, std::string_view) override { return nullptr; }
+
   /// A new email and so on, at the end of the card.
   ObjectPtr add(const std::string& className) {
     return detail(stored->card->add(propertyOf(className), className == "address" ? ";;;;;;" : ""), className);

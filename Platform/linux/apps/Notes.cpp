@@ -125,6 +125,14 @@ class Note : public StoredObject {
     reading([&] { notes_.store.setBody(path, asText(value)); });
   }
 
+  // The object stays the note, wherever it goes.
+  void moveTo(const StoredObject& folder) {
+    path = reading([&] { return notes_.store.moveNote(path, folder.path); });
+  }
+  void remove() {
+    path = reading([&] { return notes_.store.removeNote(path); }).value_or(path);
+  }
+
   std::vector<ObjectPtr> elements(std::string_view) override {
     std::vector<ObjectPtr> found;
     for (auto& source : reading([&] { return notes_.store.pictures(path); }))
@@ -276,7 +284,7 @@ Value Notes::execute(const Command& command) {
     for (const auto& object : DesktopValues::objects(command)) {
       const auto note = std::dynamic_pointer_cast<Note>(object);
       if (!note || !folder) DesktopValues::notUnderstood(command);
-      note->path = store.moveNote(note->path, folder->path);
+      note->moveTo(*folder);
     }
     return command.direct;
   }
@@ -315,8 +323,7 @@ ObjectPtr Notes::make(const DesktopValues::Making& making) {
 
 void Notes::remove(const ObjectPtr& object) {
   if (const auto note = std::dynamic_pointer_cast<Note>(object)) {
-    if (!store.removeNote(note->path))
-      throw ScriptError(ErrorNumber::noSuchObject, "Can’t get " + note->specifier() + ".");
+    note->remove();
   } else if (const auto folder = std::dynamic_pointer_cast<Folder>(object)) {
     store.removeFolder(folder->path);
   } else {

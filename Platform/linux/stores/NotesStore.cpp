@@ -232,8 +232,9 @@ std::string NotesStore::createFolder(const std::string& parent, string_view name
 
 std::string NotesStore::moveNote(const std::string& note, const std::string& folder) {
   if (folder == folderOf(note)) return note;
-  Files::createDirectories(file(folder));
   const auto from = file(note);
+  if (!isNote(note)) throw FileFailure("move", from, ENOENT);
+  Files::createDirectories(file(folder));
   return folder + "/" +
          FileNames::firstFree(from.stem().string(), from.extension().string(), [&](const std::string& name) {
            if (Files::moveToNewName(from, file(folder + "/" + name))) return true;
@@ -242,12 +243,11 @@ std::string NotesStore::moveNote(const std::string& note, const std::string& fol
          });
 }
 
-bool NotesStore::removeNote(const std::string& note) {
-  if (!isNote(note)) return false;
+std::optional<std::string> NotesStore::removeNote(const std::string& note) {
   const auto trash = account(note) + "/" + std::string(trashFolder);
-  if (folderOf(note) == trash) return Files::remove(file(note));
-  moveNote(note, trash);
-  return true;
+  if (folderOf(note) != trash) return moveNote(note, trash);
+  if (!Files::remove(file(note))) throw FileFailure("remove", file(note), ENOENT);
+  return std::nullopt;
 }
 
 void NotesStore::removeFolder(const std::string& folder) {

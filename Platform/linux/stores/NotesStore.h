@@ -59,8 +59,9 @@ class NotesStore {
   /// Moves the note and returns its new path. A file of the same name there stays; the moved one gets
   /// another name.
   std::string moveNote(const std::string& note, const std::string& folder);
-  /// Moves the note to its account's trash; from there, removes it for good. False when it was gone.
-  bool removeNote(const std::string& note);
+  /// Moves the note to its account's trash and returns its new path; from there, removes it for good and
+  /// returns nothing.
+  std::optional<std::string> removeNote(const std::string& note);
   /// Removes every note of the folder and of those in it, and then the directories that are empty.
   void removeFolder(const std::string& folder);
 
