@@ -79,7 +79,7 @@ bool tellsOf(const AuditEntry& entry, const PendingAction& action) {
 std::string asker(const PendingAction& action) {
   std::set<std::string> actors;
   try {
-    for (const auto& entry : TavroDB::forProcess()->audit.search(action.tool, 1000)) {
+    for (const auto& entry : TavroDB::forProcess()->audit.search("pending_approval", 1000)) {
       if (tellsOf(entry, action)) actors.insert(entry.actor);
     }
   } catch (const Error& failure) {

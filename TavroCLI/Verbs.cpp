@@ -136,6 +136,7 @@ ExitStatus perform(std::vector<std::string> arguments) {
   checkVerbs(arguments);
   CLI::App app("", "tavro");
   app.set_version_flag("--version", "tavro " TAVRO_VERSION);
+  app.require_subcommand(0, 1);  // one; a second verb's name is a word like any other: `tavro audit mode`
   Entries entries;
   app.formatter(std::make_shared<Help>(entries));  // the commands that are added take it over
   declare(app, table, entries);

@@ -2,9 +2,7 @@
 // rows; a new verb is a row here and a function that declares it.
 #pragma once
 
-#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "TavroCLI/Verb.h"
