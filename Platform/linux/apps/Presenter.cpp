@@ -97,7 +97,7 @@ void Presenter::open(const fs::path& file) {
                                    "Can’t show " + file.string() + ": " + reason);
   };
   const auto program = opener();
-  if (!program) refuse("no file manager answers on the session bus, and xdg-open isn’t installed.");
+  if (!program) refuse("xdg-open (of xdg-utils) isn’t installed.");
   if (!Environment::value("DISPLAY") && !Environment::value("WAYLAND_DISPLAY"))
     refuse("there is no graphical session (DISPLAY and WAYLAND_DISPLAY are not set).");
   Process::detach({.program = *program, .arguments = {fs::absolute(file).string()}});
