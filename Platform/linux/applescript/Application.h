@@ -108,6 +108,7 @@ struct Command {
 class Application : public Object {
  public:
   virtual std::string name() const = 0;
+  /// The same one each time: the language keeps pointers into it while a script runs.
   virtual const Dictionary& dictionary() const = 0;
 
   /// Runs any command but get, set, count and exists, which the evaluator answers from the objects.

@@ -146,8 +146,8 @@ Value Evaluator::run(const std::vector<std::string>& arguments) {
     given.emplace_back(std::move(list));
   Value result = invoke(handler->second, std::move(given));
   frame_ = &top;
-  if (nestedLists_.empty() && nestedRecords_.empty()) return result;
-  return settled(result).list() || settled(result).record() ? Value(resultForm(settled(result))) : result;
+  // What was nested is emptied when we go, so the result leaves as a copy.
+  return nestedLists_.empty() && nestedRecords_.empty() ? result : copied(settled(result));
 }
 
 void Evaluator::fail(const Node& node, int number, const std::string& text) {

@@ -35,24 +35,6 @@ bool holdsOthers(const Value& value) {
   return value.list() || value.record() || value.as<std::shared_ptr<const Reference>>();
 }
 
-// Lists, records and dates all the way down, so that no change of one shows in the other.
-Value copied(const Value& value) {
-  checkStack();
-  if (auto date = value.date()) return *date;
-  if (auto list = value.list()) {
-    List items;
-    items.reserve(list->size());
-    for (const Value& item : *list) items.push_back(copied(item));
-    return items;
-  }
-  if (auto record = value.record()) {
-    Record copy;
-    for (const auto& [label, item] : *record) copy.emplace_back(label, copied(item));
-    return copy;
-  }
-  return value;
-}
-
 const char* defaultText(int number) {
   static const std::unordered_map<int, const char*> texts = {
       {ErrorNumber::userCanceled, "User canceled."},

@@ -500,7 +500,8 @@ Node* Grammar::command(const Term& known) {
   at_ += known.words.size();
   node->term = known.command;
   node->builtin = known.builtin;
-  if (known.builtin == Builtin::count || known.builtin == Builtin::exists) takeWord("of");
+  const bool counted = (known.builtin == Builtin::count || known.builtin == Builtin::exists) && takeWord("of");
+  if (counted && !startsExpression()) expected("expression");
   if (known.command->takesDirect && !labelAhead(*node) && startsExpression()) node->direct = commandValue(*node);
   for (;;) {
     if (const ParameterTerm* label = labelAhead(*node))

@@ -373,6 +373,23 @@ Value settled(const Value& value) {
   return plain;
 }
 
+Value copied(const Value& value) {
+  checkStack();
+  if (auto date = value.date()) return *date;
+  if (auto list = value.list()) {
+    List items;
+    items.reserve(list->size());
+    for (const Value& item : *list) items.push_back(copied(item));
+    return items;
+  }
+  if (auto record = value.record()) {
+    Record copy;
+    for (const auto& [label, item] : *record) copy.emplace_back(label, copied(item));
+    return copy;
+  }
+  return value;
+}
+
 Value get(const Value& base, const Selector& step, const Reading& reading) {
   checkStack();
   if (holdsReference(base) && !(isProperty(step) && step.name == "contents")) return get(resolved(base), step, reading);

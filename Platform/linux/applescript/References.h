@@ -45,6 +45,9 @@ Value resolved(const Value& value);
 /// As `resolved`, also within lists and records: what an application is given.
 Value settled(const Value& value);
 
+/// Lists, records and dates copied all the way down, so that no change of one shows in the other.
+Value copied(const Value& value);
+
 /// Throws ScriptError: -1728 for what isn't there, -1719 for an application's element by index or
 /// filter. Errors of an application get its prefix.
 Value get(const Value& base, const Selector& selector, const Reading& reading);

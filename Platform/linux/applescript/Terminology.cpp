@@ -75,6 +75,9 @@ constexpr const char* constants[] = {
     "white space",
     "numeric strings",
     "application responses",
+    "stop",
+    "note",
+    "caution",
     "up",
     "down",
     "to nearest",
@@ -196,18 +199,18 @@ const OperatorRow& row(Operator operation) {
 
 const std::unordered_set<std::string_view>& reservedWords() {
   static const std::unordered_set<std::string_view> words = {
-      "about",       "above",     "after",     "against",     "and",     "around",   "as",      "at",      "back",
-      "before",      "beginning", "behind",    "below",       "beneath", "beside",   "between", "but",     "by",
-      "considering", "contain",   "contains",  "continue",    "copy",    "div",      "does",    "doesn't", "eighth",
-      "else",        "end",       "equal",     "equals",      "error",   "every",    "exit",    "false",   "fifth",
-      "first",       "for",       "fourth",    "from",        "front",   "get",      "given",   "global",  "if",
-      "ignoring",    "in",        "instead",   "into",        "is",      "isn't",    "it",      "its",     "last",
-      "local",       "me",        "middle",    "mod",         "my",      "ninth",    "not",     "of",      "on",
-      "onto",        "or",        "out",       "over",        "prop",    "property", "put",     "ref",     "reference",
-      "repeat",      "return",    "returning", "script",      "second",  "set",      "seventh", "since",   "sixth",
-      "some",        "tell",      "tenth",     "that",        "the",     "then",     "third",   "through", "thru",
-      "timeout",     "times",     "to",        "transaction", "true",    "try",      "until",   "use",     "using",
-      "where",       "while",     "whose",     "with",        "without", "result",
+      "about",       "above",       "after",    "against",  "and",     "around",  "as",        "at",      "back",
+      "before",      "beginning",   "behind",   "below",    "beneath", "beside",  "between",   "but",     "by",
+      "considering", "contain",     "contains", "continue", "copy",    "div",     "does",      "doesn't", "eighth",
+      "else",        "end",         "equal",    "equals",   "error",   "every",   "exit",      "false",   "fifth",
+      "first",       "for",         "fourth",   "from",     "front",   "get",     "given",     "global",  "if",
+      "ignoring",    "in",          "into",     "is",       "isn't",   "it",      "its",       "last",    "local",
+      "me",          "middle",      "mod",      "my",       "ninth",   "not",     "of",        "on",      "onto",
+      "or",          "over",        "prop",     "property", "put",     "ref",     "reference", "repeat",  "return",
+      "returning",   "script",      "second",   "set",      "seventh", "since",   "sixth",     "some",    "tell",
+      "tenth",       "that",        "the",      "then",     "third",   "through", "thru",      "timeout", "times",
+      "to",          "transaction", "true",     "try",      "until",   "use",     "using",     "where",   "while",
+      "whose",       "with",        "without",  "result",
   };
   return words;
 }
@@ -330,8 +333,13 @@ void Vocabulary::add(const Dictionary& dictionary) {
       entry.className = c.name;
       entry.shownClass = name;
       entry.plural = plural && c.plural != c.name;
+      entry.constant.reset();
     }
-    for (const PropertyTerm& p : c.properties) term(p.name).property = p.name;
+    for (const PropertyTerm& p : c.properties) {
+      Term& entry = term(p.name);
+      entry.property = p.name;
+      entry.constant.reset();
+    }
   }
   for (const CommandTerm& c : dictionary.commands) {
     Term& entry = term(c.name);
