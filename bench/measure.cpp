@@ -23,9 +23,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 namespace fs = std::filesystem;
 
-double microseconds(Clock::duration duration) {
-  return std::chrono::duration<double, std::micro>(duration).count();
-}
+double microseconds(Clock::duration duration) { return std::chrono::duration<double, std::micro>(duration).count(); }
 
 double median(std::vector<double> values) {
   std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
@@ -106,41 +104,68 @@ struct Cost {
   double wall = 0;
 };
 
-// The median over `rounds` of the mean of `count` requests.
-Cost costOf(Child& child, const std::string& line, int rounds, int count) {
+struct Pair {
+  Cost ours;
+  Cost floor;
+};
+
+Cost costOf(Child& child, const std::string& line, int count) {
+  const double cpuBefore = child.cpuMicroseconds();
+  const auto before = Clock::now();
+  for (int i = 0; i < count; ++i) child.ask(line);
+  return {.cpu = (child.cpuMicroseconds() - cpuBefore) / count, .wall = microseconds(Clock::now() - before) / count};
+}
+
+Cost medianOf(const std::vector<Cost>& costs) {
   std::vector<double> cpu;
   std::vector<double> wall;
-  child.ask(line);
-  for (int round = 0; round < rounds; ++round) {
-    const double cpuBefore = child.cpuMicroseconds();
-    const auto before = Clock::now();
-    for (int i = 0; i < count; ++i) child.ask(line);
-    wall.push_back(microseconds(Clock::now() - before) / count);
-    cpu.push_back((child.cpuMicroseconds() - cpuBefore) / count);
+  for (const Cost& cost : costs) {
+    cpu.push_back(cost.cpu);
+    wall.push_back(cost.wall);
   }
   return {.cpu = median(cpu), .wall = median(wall)};
 }
 
-double startOf(const std::vector<std::string>& command, const std::string& line) {
-  std::vector<double> times;
-  for (int i = 0; i < 41; ++i) {
-    const auto before = Clock::now();
-    Child child(command);
-    child.ask(line);
-    times.push_back(microseconds(Clock::now() - before));
+// The two take turns, so that what else the machine does falls on both.
+Pair compare(Child& ours, Child& floor, const std::string& line, int rounds, int count) {
+  ours.ask(line);
+  floor.ask(line);
+  std::vector<Cost> oursCosts;
+  std::vector<Cost> floorCosts;
+  for (int round = 0; round < rounds; ++round) {
+    oursCosts.push_back(costOf(ours, line, count));
+    floorCosts.push_back(costOf(floor, line, count));
   }
-  return median(times);
+  return {.ours = medianOf(oursCosts), .floor = medianOf(floorCosts)};
 }
 
-void addRules(const fs::path& file, int count) {
+double startOnce(const std::vector<std::string>& command, const std::string& line) {
+  const auto before = Clock::now();
+  Child child(command);
+  child.ask(line);
+  return microseconds(Clock::now() - before);
+}
+
+std::pair<double, double> compareStarts(const std::string& ours, const std::vector<std::string>& floor,
+                                        const std::string& line) {
+  std::vector<double> oursTimes;
+  std::vector<double> floorTimes;
+  for (int round = 0; round < 101; ++round) {
+    oursTimes.push_back(startOnce({ours}, line));
+    floorTimes.push_back(startOnce(floor, line));
+  }
+  return {median(oursTimes), median(floorTimes)};
+}
+
+void addRules(const fs::path& file, const std::string& pattern, int count) {
   sqlite3* database = nullptr;
   if (sqlite3_open(file.c_str(), &database) != SQLITE_OK) throw std::runtime_error("no database");
   sqlite3_exec(database, "BEGIN", nullptr, nullptr, nullptr);
   for (int i = 0; i < count; ++i) {
     const std::string sql = fmt::format(
-        "INSERT INTO policy_rules VALUES ('R{:07}', 1, NULL, 'mail.*', '{{\"to\":\"person{}@example.org\"}}', 'deny', "
-        "'user', '2026-03-14T{:02}:{:02}:{:02}Z')",
-        i, i, i / 3600, i / 60 % 60, i % 60);
+        "INSERT INTO policy_rules VALUES ('{0} {6} {1:07}', 1, NULL, '{0}', '{{\"path\":\"{2}\"}}', 'deny', 'user', "
+        "'2026-03-14T{3:02}:{4:02}:{5:02}Z')",
+        pattern, i, count == 1 ? "/" : "nowhere" + std::to_string(i), i / 3600, i / 60 % 60, i % 60, count);
     if (sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
       throw std::runtime_error("no rule");
   }
@@ -154,9 +179,7 @@ void row(const std::string& what, const std::string& ours, const std::string& fl
              fmt::format("{}", goal), unit, figure <= goal ? "reached" : "MISSED");
 }
 
-std::string us(double value) {
-  return fmt::format("{:.1f} µs", value);
-}
+std::string us(double value) { return fmt::format("{:.1f} µs", value); }
 
 std::string request(const std::string& method, const std::string& params) {
   return fmt::format(R"({{"jsonrpc":"2.0","id":1,"method":"{}","params":{}}})", method, params);
@@ -165,15 +188,15 @@ std::string request(const std::string& method, const std::string& params) {
 void measure(const fs::path& programs, const fs::path& floors, const fs::path& scratch) {
   const std::string server = programs / "tavro-mcp";
   const std::string loop = floors / "floor_loop";
+  const fs::path database = scratch / "home" / "tavro.sqlite";
   const std::string hello = request("initialize", R"({"protocolVersion":"2025-06-18"})");
   const std::string ping = R"({"jsonrpc":"2.0","id":1,"method":"ping"})";
   const std::string list = request("tools/list", "{}");
-  const std::string call = request("tools/call", R"({"name":"how_it_works","arguments":{}})");
+  const std::string call = request("tools/call", R"({"name":"finder_reveal","arguments":{"path":"/tmp/x"}})");
 
   fmt::print("{:<34}{:>14}{:>14}{:>14}{:>12}\n", "", "tavro-mcp", "floor", "figure", "to reach");
 
-  const double start = startOf({server}, hello);
-  const double startFloor = startOf({loop, "{}"}, hello);
+  const auto [start, startFloor] = compareStarts(server, {loop, "{}"}, hello);
   row("spawn to initialize reply", us(start), us(startFloor), start / startFloor, 2.5, " x");
 
   Child child({server});
@@ -183,25 +206,30 @@ void measure(const fs::path& programs, const fs::path& floors, const fs::path& s
   row("PSS after tools/list", fmt::format("{:.2f} MiB", pss), "", pss, 6, "MiB");
 
   Child pingFloor({loop, child.ask(ping)});
-  const Cost pinged = costOf(child, ping, 11, 5000);
-  const Cost pingedFloor = costOf(pingFloor, ping, 11, 5000);
-  row("CPU per ping", us(pinged.cpu), us(pingedFloor.cpu), pinged.cpu, 6, "µs");
+  const Pair pings = compare(child, pingFloor, ping, 11, 5000);
+  row("CPU per ping", us(pings.ours.cpu), us(pings.floor.cpu), pings.ours.cpu, 6, "µs");
 
   Child listFloor({loop, catalogue});
-  const Cost listed = costOf(child, list, 11, 2000);
-  const Cost listedFloor = costOf(listFloor, list, 11, 2000);
-  row("CPU per tools/list", us(listed.cpu), us(listedFloor.cpu), listed.cpu / listedFloor.cpu, 3, " x");
+  const Pair lists = compare(child, listFloor, list, 11, 2000);
+  row("CPU per tools/list", us(lists.ours.cpu), us(lists.floor.cpu), lists.ours.cpu / lists.floor.cpu, 3, " x");
 
-  Child insertFloor({floors / "floor_insert", scratch / "floor.sqlite", std::string(512, 'x')});
-  const Cost audited = costOf(child, call, 7, 100);
-  const Cost auditedFloor = costOf(insertFloor, call, 7, 100);
-  row("CPU per audited call", us(audited.cpu), us(auditedFloor.cpu), audited.cpu / auditedFloor.cpu, 1.25, " x");
-  row("wall time per audited call", us(audited.wall), us(auditedFloor.wall), audited.wall / auditedFloor.wall, 1.25,
+  const double grown = child.pssKiB() / 1024;
+  row("PSS after 77,000 requests more", fmt::format("{:.2f} MiB", grown), "", grown, 6, "MiB");
+
+  // A refused call is audited and does nothing else.
+  child.ask(request("tools/call", R"({"name":"how_it_works"})"));
+  addRules(database, "finder.*", 1);
+  Child insertFloor({floors / "floor_insert", scratch / "floor.sqlite", R"({"path":"/tmp/x"})"});
+  const Pair audited = compare(child, insertFloor, call, 11, 100);
+  row("CPU per audited call", us(audited.ours.cpu), us(audited.floor.cpu), audited.ours.cpu / audited.floor.cpu, 1.25,
       " x");
+  row("wall time per audited call", us(audited.ours.wall), us(audited.floor.wall),
+      audited.ours.wall / audited.floor.wall, 1.25, " x");
 
-  addRules(scratch / "home" / "tavro.sqlite", 10'000);
-  const Cost ruled = costOf(child, call, 7, 50);
-  row("10,000 rules, more CPU per call", us(ruled.cpu), us(audited.cpu), (ruled.cpu - audited.cpu) / 1000, 3, "ms");
+  addRules(database, "finder.*", 10'000);
+  const Pair ruled = compare(child, insertFloor, call, 11, 50);
+  const double more = (ruled.ours.cpu - ruled.floor.cpu) - (audited.ours.cpu - audited.floor.cpu);
+  row("10,000 rules, more CPU per call", us(ruled.ours.cpu), us(audited.ours.cpu), more / 1000, 3, "ms");
 }
 
 }  // namespace

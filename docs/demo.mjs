@@ -18,7 +18,7 @@ const heading = (text) => console.log(`\n${colour(1, text)}`);
 function owner(...args) {
   console.log(colour(33, `  owner  $ tavro ${args.join(" ")}`));
   const run = spawnSync(join(bundle, "tavro"), args, { env, encoding: "utf8" });
-  const shown = [run.stdout, run.stderr].filter((text) => text.trim()).join("");
+  const shown = [run.stderr, run.stdout].filter((text) => text.trim()).join("");
   if (shown) console.log(indent(shown));
   if (run.status !== 0) throw new Error(`tavro ${args.join(" ")} ended with status ${run.status}`);
   return run.stdout;
