@@ -1,4 +1,4 @@
-// A session bus with a file manager on it, as far as one call needs them (D-Bus Specification 0.41): it
+// A session bus with a file manager on it, as far as one call needs them: it
 // lets the caller in, answers the greeting, and keeps or answers what follows.
 #pragma once
 

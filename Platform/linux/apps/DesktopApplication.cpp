@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "Platform/linux/applescript/Calendar.h"
 #include "Platform/linux/stores/RunningApplications.h"
 
 using namespace AppleScript;
@@ -84,11 +85,8 @@ namespace DesktopValues {
 
 Value date(Dates::Instant instant) {
   const auto local = Dates::local(instant);
-  const std::chrono::year_month_day day(std::chrono::year(local.year),
-                                        std::chrono::month(static_cast<unsigned>(local.month)),
-                                        std::chrono::day(static_cast<unsigned>(local.day)));
-  const std::int64_t days = std::chrono::sys_days(day).time_since_epoch().count();
-  return Date{days * 86400 + local.hour * 3600 + local.minute * 60 + local.second};
+  const int time = (local.hour * 60 + local.minute) * 60 + local.second;
+  return fromFields({.year = local.year, .month = local.month, .day = local.day, .time = time});
 }
 
 std::string quoted(std::string_view text) { return sourceForm(Value(text)); }

@@ -3,6 +3,7 @@
 #include <dbus/dbus.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <string>
@@ -66,10 +67,10 @@ bool fileManagerShows(const std::vector<fs::path>& files) {
   if (!connection) return false;
   const Message message(dbus_message_new_method_call("org.freedesktop.FileManager1", "/org/freedesktop/FileManager1",
                                                      "org.freedesktop.FileManager1", "ShowItems"));
-  std::vector<std::string> uris;
-  for (const auto& file : files) uris.push_back(Presenter::uri(file));
-  std::vector<const char*> texts;
-  for (const auto& text : uris) texts.push_back(text.c_str());
+  std::vector<std::string> uris(files.size());
+  std::transform(files.begin(), files.end(), uris.begin(), Presenter::uri);
+  std::vector<const char*> texts(uris.size());
+  std::transform(uris.begin(), uris.end(), texts.begin(), [](const auto& text) { return text.c_str(); });
   const char** items = texts.data();
   const char* startupId = "";
   dbus_message_append_args(message.get(), DBUS_TYPE_ARRAY, DBUS_TYPE_STRING, &items, static_cast<int>(texts.size()),

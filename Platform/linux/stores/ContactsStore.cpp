@@ -109,7 +109,7 @@ void ContactsStore::load() {
 ContactsStore::PersonPtr ContactsStore::add() {
   load();
   const auto card = std::make_shared<VCard::Card>(VCard::Card::create());
-  const auto person = std::make_shared<Person>(Person{.card = card, .id = card->text("UID")});
+  auto person = std::make_shared<Person>(Person{.card = card, .id = card->text("UID")});
   books_.push_back(std::make_shared<Book>(Book{.path = root_ / (FileNames::safe(person->id) + ".vcf"),
                                                .isNew = true,
                                                .content = {.cards = {card}, .rest = {}}}));

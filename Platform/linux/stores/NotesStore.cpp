@@ -106,7 +106,7 @@ bool isNoteFile(const fs::directory_entry& entry) {
 }
 
 std::vector<std::string> below(const std::string& parent, std::vector<std::string> names) {
-  for (auto& name : names) name = parent + "/" + name;
+  for (auto& name : names) name.insert(0, parent + "/");
   return names;
 }
 
@@ -225,7 +225,7 @@ std::string NotesStore::createNote(const std::string& folder, string_view html) 
 }
 
 std::string NotesStore::createFolder(const std::string& parent, string_view name) {
-  const auto path = parent + "/" + FileNames::safe(name);
+  auto path = parent + "/" + FileNames::safe(name);
   Files::createDirectories(file(path));
   return path;
 }
@@ -264,7 +264,7 @@ std::string NotesStore::defaultAccount() const {
 }
 
 std::string NotesStore::defaultFolder(const std::string& account) const {
-  const auto usual = account + "/Notes";
+  auto usual = account + "/Notes";
   const auto all = folders(account);
   if (std::find(all.begin(), all.end(), usual) != all.end()) return usual;
   const auto first = std::find_if(all.begin(), all.end(), [](const auto& folder) {

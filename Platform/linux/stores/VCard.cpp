@@ -139,8 +139,9 @@ std::string VCard::Property::text() const { return unescaped(value()); }
 
 std::vector<std::string> VCard::Property::components() const {
   const auto whole = value();
-  std::vector<std::string> texts;
-  for (const auto piece : cut(whole, ';')) texts.push_back(unescaped(piece));
+  const auto pieces = cut(whole, ';');
+  std::vector<std::string> texts(pieces.size());
+  std::transform(pieces.begin(), pieces.end(), texts.begin(), unescaped);
   return texts;
 }
 
@@ -169,8 +170,8 @@ std::string VCard::escaped(string_view text) {
 }
 
 std::string VCard::joinComponents(const std::vector<std::string>& components) {
-  std::vector<std::string> values;
-  for (const auto& component : components) values.push_back(escaped(component));
+  std::vector<std::string> values(components.size());
+  std::transform(components.begin(), components.end(), values.begin(), escaped);
   return Text::join(values, ";");
 }
 
@@ -263,7 +264,7 @@ void VCard::Card::remove(const PropertyPtr& property) {
 
 std::string VCard::Card::freeGroup() const {
   for (int number = 1;; ++number) {
-    const auto group = "item" + std::to_string(number);
+    auto group = "item" + std::to_string(number);
     if (std::none_of(properties_.begin(), properties_.end(),
                      [&](const auto& p) { return Text::equalIgnoringCase(p->group, group); }))
       return group;
