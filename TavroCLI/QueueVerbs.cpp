@@ -126,6 +126,8 @@ std::vector<Display::Field> describe(const Item& item, const std::optional<std::
       case Approval::Refusal::interrupted:
         return "an approval of " + id + " was cut off, so it may have run already; look whether it did, then either " +
                "`tavro approve " + id + " --again` or `tavro reject " + id + "`";
+      case Approval::Refusal::changed:
+        return "the action " + id + " is not the one that was shown any more; look at it again";
       case Approval::Refusal::unknownTool:
         break;
     }
@@ -179,7 +181,7 @@ struct Decision {
     const bool changed = now != item.action.preview.value_or(untold);
     const auto question = changed ? "The impact isn't what it was when this was queued. Run it?" : "Run it?";
     if (!consent.ask(Display::fields(describe(item, now), Terminal::columns()), question)) return keptInQueue(id);
-    const auto outcome = Approval::approve(store, id, Owner::actor, again);
+    const auto outcome = Approval::approve(store, item.action, Owner::actor, again);
     if (const auto* refusal = std::get_if<Approval::Refusal>(&outcome)) refuse(id, *refusal, toolID);
     return report(std::get<HarnessRunner::Built>(outcome));
   }

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
+#include "Platform/FileLock.h"
 #include "Platform/Files.h"
 #include "TavroCore/harness/AuditLog.h"
-#include "TavroCore/harness/FileLock.h"
 
 namespace Approval {
 
@@ -47,6 +47,12 @@ std::variant<Held, Refusal> hold(const PendingStore& store, std::string_view id)
 std::optional<Refusal> claim(const PendingStore& store, std::string_view id, const Held& held) {
   if (held.claimed || Files::moveToNewName(store.file(id), store.claimedFile(id))) return std::nullopt;
   return Files::exists(store.claimedFile(id)) ? Refusal::interrupted : Refusal::notThere;
+}
+
+/// The file's name is the id that counts, whatever its text claims.
+bool isTheSame(PendingAction found, const PendingAction& shown) {
+  found.id = shown.id;
+  return found == shown;
 }
 
 /// A claim that can't be removed stays, and shows as interrupted once our lock is gone.
@@ -95,12 +101,14 @@ std::optional<Item> get(const PendingStore& store, std::string_view id) {
   return claimedItem(store.claimedFile(id));
 }
 
-Outcome approve(const PendingStore& store, std::string_view id, const std::string& actor, bool evenIfInterrupted,
-                const ToolLookup& tools) {
+Outcome approve(const PendingStore& store, const PendingAction& shown, const std::string& actor,
+                bool evenIfInterrupted, const ToolLookup& tools) {
+  const std::string& id = shown.id;
   auto found = hold(store, id);
   if (const auto* refusal = std::get_if<Refusal>(&found)) return *refusal;
   const Held& held = std::get<Held>(found);
   if (held.claimed && !evenIfInterrupted) return Refusal::interrupted;
+  if (!isTheSame(held.action, shown)) return Refusal::changed;
   const Tool* tool = tools(held.action.tool);
   if (!tool) return Refusal::unknownTool;
   if (const auto refusal = claim(store, id, held)) return *refusal;

@@ -64,7 +64,8 @@ void migrateRuntime(const path& scheduler, const path& runtime, const std::strin
   attempt([&] { copyIfMissing(scheduler / "logs" / (name + ".log"), runtime / "logs" / (name + ".log")); });
 }
 
-/// Gives the agent its AGENT.md, and takes from the definition what that file now holds.
+/// Gives the agent its AGENT.md, and takes from the definition what that file now holds. A failure to write it fails
+/// the whole loop, which a later start then takes up again with its prompt.
 void migrateAgent(Json& definition, const path& directory) {
   std::string instructions = textOr(definition, "prompt", "");
   const std::string cwd = textOr(definition, "cwd", "");
@@ -76,7 +77,7 @@ void migrateAgent(Json& definition, const path& directory) {
     attempt([&] { copyIfMissing(path(cwd) / "JOURNAL.md", directory / "JOURNAL.md"); });
     definition.erase("cwd");
   }
-  attempt([&] { Files::replace(directory / "AGENT.md", instructions); });
+  Files::replace(directory / "AGENT.md", instructions);
   definition.erase("prompt");
 }
 

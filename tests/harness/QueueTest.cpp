@@ -89,7 +89,7 @@ class ApprovalTest : public SharedHomeTest {
     store.add(action("A"));
   }
   Approval::Outcome approve(bool evenIfInterrupted = false) {
-    return Approval::approve(store, "A", "owner", evenIfInterrupted,
+    return Approval::approve(store, action("A"), "owner", evenIfInterrupted,
                              [this](std::string_view id) { return id == tool.id ? &tool : nullptr; });
   }
   std::optional<State> state() const {
@@ -111,6 +111,15 @@ class ApprovalTest : public SharedHomeTest {
   std::atomic<int> runs = 0;
   const PendingStore store{home};
 };
+
+TEST_F(ApprovalTest, runsNothingButWhatTheOwnerSaw) {
+  PendingAction other = action("A");
+  other.args["to"] = "eve";
+  store.add(other);
+  EXPECT_EQ(std::get<Refusal>(approve()), Refusal::changed);
+  EXPECT_EQ(state(), State::waiting);
+  EXPECT_EQ(runs, 0);
+}
 
 TEST_F(ApprovalTest, runsTheActionAuditsItAndDropsIt) {
   EXPECT_EQ(state(), State::waiting);

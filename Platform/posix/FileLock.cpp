@@ -1,4 +1,4 @@
-#include "TavroCore/harness/FileLock.h"
+#include "Platform/FileLock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
