@@ -1,5 +1,6 @@
 #include "TavroCore/harness/Tool.h"
 
+#include <algorithm>
 #include <array>
 
 #include "Platform/Text.h"
@@ -36,5 +37,7 @@ const std::string& requiredArgument(const Arguments& args, const std::string& ke
 }
 
 std::string integerArgument(const Arguments& args, const std::string& key, long long fallback) {
-  return std::to_string(Text::parseInteger(argument(args, key)).value_or(fallback));
+  constexpr long long largest = 536'870'911;  // of the script language's integers
+  const long long number = Text::parseInteger(argument(args, key)).value_or(fallback);
+  return std::to_string(std::clamp(number, -largest, largest));
 }

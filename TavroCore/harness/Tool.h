@@ -56,5 +56,6 @@ struct Tool {
 const std::string& argument(const Arguments& args, const std::string& key);
 /// The argument. Throws ToolError::missingArg when it is absent or empty.
 const std::string& requiredArgument(const Arguments& args, const std::string& key);
-/// A whole number as text; `fallback` when the argument is absent, empty or can't be read.
+/// A whole number as text, for a script; `fallback` when the argument is absent, empty or can't be read.
+/// One that is larger than the script language's integers becomes the largest of them.
 std::string integerArgument(const Arguments& args, const std::string& key, long long fallback);
