@@ -15,11 +15,6 @@ namespace {
 
 using Kind = Node::Kind;
 
-template <class T>
-const T& as(const Node& node) {
-  return static_cast<const T&>(node);
-}
-
 bool isNumber(const Value& value) { return value.as<std::int64_t>() || value.as<double>(); }
 
 double real(const Value& number) {
@@ -442,6 +437,8 @@ Evaluator::Spread Evaluator::spreadStep(const Step& node) {
   const Selector step = selector(node);
   place_ = node.range;
   if (step.name == "text item delimiters") return {delimiters_, 0};
+  if (step.form == Selector::Form::id && !node.container && (step.name == "character" || step.name == "text"))
+    return {textOfCodePoints(step.from), 0};
   if (from.value.as<std::shared_ptr<Script>>() && step.form <= Selector::Form::userProperty)
     return {scriptProperty(node.name, node.shown), 0};
   if (concernsList(step)) from.depth = 0;

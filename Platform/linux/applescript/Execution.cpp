@@ -12,11 +12,6 @@ namespace {
 
 using Kind = Node::Kind;
 
-template <class T>
-const T& as(const Node& node) {
-  return static_cast<const T&>(node);
-}
-
 // Puts a member back when a block is left, by whatever road.
 template <class T>
 class Restored {

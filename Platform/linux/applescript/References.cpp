@@ -1,12 +1,11 @@
 // Takes a step from a base: one function for each kind of base, each for reading and for writing.
 #include "Platform/linux/applescript/References.h"
 
+#include <unicode/utf8.h>
+
 #include <algorithm>
-#include <cstdlib>
 #include <map>
 #include <random>
-#include <unordered_map>
-#include <unordered_set>
 
 #include "Platform/Text.h"
 #include "Platform/linux/applescript/Calendar.h"
@@ -185,6 +184,18 @@ Value fromObject(const ObjectPtr& object, const Selector& step) {
 
 // ---- Texts
 
+// The id of a text: the number of its character in Unicode, a list of them for several.
+Value codePoints(const std::string& text) {
+  List points;
+  const auto size = static_cast<std::int64_t>(text.size());
+  for (std::int64_t at = 0; at < size;) {
+    UChar32 point = 0;
+    U8_NEXT(text.data(), at, size, point);
+    points.emplace_back(std::int64_t{point < 0 ? 0xFFFD : point});
+  }
+  return points.size() == 1 ? points.front() : Value(std::move(points));
+}
+
 Value fromText(const Value& base, const Selector& step, const Reading& reading) {
   const auto& text = *base.as<std::shared_ptr<const std::string>>();
   if (step.form == Form::property) {
@@ -192,7 +203,7 @@ Value fromText(const Value& base, const Selector& step, const Reading& reading) 
     if (step.name == "quoted form") return shellQuoted(*text);
     if (step.name == "POSIX path") return *text;
     if (step.name == "contents") return base;
-    if (step.name == "id" && !text->empty()) return static_cast<std::int64_t>(Text::characterCount(*text));
+    if (step.name == "id") return codePoints(*text);
   }
   if (step.form == Form::property || step.form == Form::userProperty || step.filter || !isTextPart(step.name))
     cannotGet(step, base);
@@ -246,7 +257,6 @@ Value fromList(const Value& base, const Selector& step) {
   const List& list = all ? *base.list() : kept;
   if (step.form == Form::every) return all ? List(list) : kept;
   if (step.form == Form::range) {
-    // An empty range of no items at its very end is what `items 2 thru -1` of one item asks for: an error.
     const auto part = bounds(step, list.size());
     if (!part) cannotGet(step, base);
     return List(list.begin() + static_cast<std::ptrdiff_t>(part->first),
@@ -326,6 +336,21 @@ bool isProperty(const Selector& step) { return step.form == Form::property || st
 
 }  // namespace
 
+std::string textOfCodePoints(const Value& ids) {
+  const Value plain = resolved(ids);
+  std::string text;
+  for (const Value& id : plain.list() ? *plain.list() : List{plain}) {
+    const std::int64_t point = asInteger(id);
+    if (point < 0 || point > 0x10FFFF || U_IS_SURROGATE(point))
+      throw ScriptError(ErrorNumber::cannotCoerce, "Can’t get character id " + sourceForm(id) + ".");
+    char bytes[U8_MAX_LENGTH];
+    std::int32_t size = 0;
+    U8_APPEND_UNSAFE(bytes, size, static_cast<UChar32>(point));
+    text.append(bytes, static_cast<std::size_t>(size));
+  }
+  return text;
+}
+
 Value makeReference(Reference reference) {
   return Value::Storage(std::shared_ptr<const Reference>(shareDeferred(new Reference(std::move(reference)))));
 }
@@ -350,6 +375,8 @@ namespace {
 
 bool holdsReference(const Value& value) { return value.as<std::shared_ptr<const Reference>>() != nullptr; }
 
+bool holdsOthers(const Value& value) { return value.list() || value.record() || holdsReference(value); }
+
 }  // namespace
 
 Value settled(const Value& value) {
@@ -359,7 +386,8 @@ Value settled(const Value& value) {
     const Value inner = ask(object->application(), [&] { return object->plainValue(); });
     return inner.isNothing() ? plain : inner;
   }
-  if (auto list = plain.list(); list && std::any_of(list->begin(), list->end(), holdsReference)) {
+  // Lists within are looked through too: one that holds itself ends here, and not in an application.
+  if (auto list = plain.list(); list && std::any_of(list->begin(), list->end(), holdsOthers)) {
     List items;
     items.reserve(list->size());
     for (const Value& item : *list) items.push_back(settled(item));

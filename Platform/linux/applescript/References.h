@@ -55,8 +55,9 @@ void set(const Value& base, const Selector& selector, const Value& value, const 
 /// The number of elements, without making a list of them.
 std::size_t count(const Value& base, const Selector& selector, const Reading& reading);
 
-/// The elements that a text is made of: "character", "word", "paragraph", "text item".
-List textElements(const std::string& text, std::string_view kind, const Value& delimiters);
+/// What `character id 65` and `text id {72, 105}` make. Throws ScriptError.
+std::string textOfCodePoints(const Value& ids);
+
 /// The delimiters as texts; a single one is a list of one.
 std::vector<std::string> delimiterTexts(const Value& delimiters);
 

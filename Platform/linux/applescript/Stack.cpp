@@ -3,6 +3,7 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <cstdint>
 
 #include "Platform/linux/applescript/Value.h"
@@ -23,7 +24,7 @@ std::uintptr_t lowestFrame() {
   std::size_t size = 0;
   pthread_attr_getstack(&attributes, &lowest, &size);
   pthread_attr_destroy(&attributes);
-  const auto bottom = reinterpret_cast<std::uintptr_t>(lowest) + reserve;
+  const auto bottom = reinterpret_cast<std::uintptr_t>(lowest) + std::min<std::uintptr_t>(reserve, size / 4);
   return here - bottom > most ? here - most : bottom;
 }
 

@@ -36,7 +36,6 @@ struct Node {
     application,
     file,
     date,
-    delimitersHolder,
     // statements
     evaluate,
     assign,
@@ -61,6 +60,11 @@ struct NodeOf : Node {
   static constexpr Kind own = K;
   explicit NodeOf(Range nodeRange) : Node(K, nodeRange) {}
 };
+
+template <class T>
+const T& as(const Node& node) {
+  return static_cast<const T&>(node);
+}
 
 /// A node without parts: it, me, result, exit repeat.
 struct Leaf : Node {

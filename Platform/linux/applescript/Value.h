@@ -51,7 +51,8 @@ struct Insertion {
 };
 
 using List = std::vector<Value>;
-/// Labels in the order they were given; labels are lower-cased.
+/// Labels in the order they were given: as the dictionary spells them ("name", "MIME type"), others
+/// lower-cased.
 using Record = std::vector<std::pair<std::string, Value>>;
 
 /// Lists, records and references are made by these: what they hold is released from a queue, so that
