@@ -67,6 +67,9 @@ class PieceReader {
     return false;
   }
 
+  /// Was the last piece the end of the text? Of a beginning, such a piece may go on in what isn't here.
+  bool atEnd() const { return at_ >= html_.size(); }
+
  private:
   bool readText(Piece& piece) {
     const auto begin = at_;
@@ -293,7 +296,10 @@ std::optional<std::string> HtmlText::firstLine(std::string_view html, bool isBeg
   const auto text = readable(html);
   PieceReader pieces(text);
   LineWriter lines;
-  for (Piece piece; !lines.hasTitle() && pieces.next(piece);) write(piece, lines);
+  for (Piece piece; !lines.hasTitle() && pieces.next(piece);) {
+    if (isBeginning && pieces.atEnd()) return std::nullopt;
+    write(piece, lines);
+  }
   if (!lines.hasTitle() && !isBeginning) lines.finish();
   return lines.hasTitle() ? std::optional(lines.title()) : std::nullopt;
 }
