@@ -24,11 +24,13 @@ class Thing : public Object {
   std::string specifier() const override { return kind_ + " \"" + asText(values.at("name")) + "\""; }
   Value property(std::string_view name) override {
     ++reads;
+    if (name == "label") return ObjectPtr(std::make_shared<Thing>(owner_, "caption", "Hi there\nBox"));
     if (name == "broken part") throw ScriptError(-10000, "AppleEvent handler failed.");
     return values.at(std::string(name));
   }
   void setProperty(std::string_view name, const Value& value) override { values[std::string(name)] = value; }
   std::vector<ObjectPtr> elements(std::string_view) override { return {parts.begin(), parts.end()}; }
+  Value plainValue() override { return kind_ == "caption" ? values.at("name") : Value(); }
   Application& application() override { return owner_; }
 
   std::map<std::string, Value> values;
@@ -42,7 +44,8 @@ class Thing : public Object {
 
 inline const Dictionary terms = {
     {{"application", "applications", {{"shelf height"}}, {"box"}},
-     {"box", "boxes", {{"name", true}, {"id"}, {"tags"}, {"broken part"}}, {"packed item"}},
+     {"box", "boxes", {{"name", true}, {"id"}, {"tags"}, {"label"}, {"broken part"}}, {"packed item"}},
+     {"caption", "captions", {}, {"packed item"}},
      {"packed item", "packed items", {{"name", true}, {"id"}, {"weight", true}, {"to owner", true}}, {}}},
     {{"shake", {{"with force", true}, {"gently", false, true}, {"very often", false, true}}},
      {"show off", {{"to"}, {"in"}}}},

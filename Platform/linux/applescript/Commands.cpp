@@ -202,11 +202,19 @@ std::shared_ptr<Application> Evaluator::receiver(const Value& direct) {
   return std::static_pointer_cast<Application>(object->application().shared_from_this());
 }
 
+// `make new note at notes of f`: a class of elements, named as a place, is their end.
+Value Evaluator::parameter(std::string_view label, const Node& value) {
+  const Step* elements = value.kind == Node::Kind::step ? &as<Step>(value) : nullptr;
+  if (label != "at" || !elements || elements->form != Selector::Form::every || elements->filter)
+    return settled(valueOf(value));
+  return Insertion{Insertion::Place::end, resolved(base(elements->container).value).object(), elements->name, nullptr};
+}
+
 Value Evaluator::applicationCommand(const CommandNode& node) {
   Command command;
   command.name = node.term->name;
   if (node.direct) command.direct = settled(spread(*node.direct).value);
-  for (const auto& [label, value] : node.parameters) command.parameters.emplace_back(label, settled(valueOf(*value)));
+  for (const auto& [label, value] : node.parameters) command.parameters.emplace_back(label, parameter(label, *value));
   place_ = node.range;
   const std::shared_ptr<Application> application = receiver(command.direct);
   if (!application)
@@ -218,17 +226,6 @@ Value Evaluator::applicationCommand(const CommandNode& node) {
                              "Missing " + term.label + " parameter for " + command.name + ".");
   command.target = frame_->target.object() ? frame_->target.object() : application;
   if (!node.direct && node.builtin != Builtin::make && command.target != application) command.direct = command.target;
-  if (node.builtin == Builtin::make) {
-    // `make new note at notes of f`: a class of elements is their end.
-    const Node* at = parameterNode(node, "at");
-    const bool elements =
-        at && at->kind == Node::Kind::step && static_cast<const Step*>(at)->form == Selector::Form::every;
-    if (elements)
-      for (auto& [label, value] : command.parameters)
-        if (label == "at")
-          value = Insertion{Insertion::Place::end, base(static_cast<const Step*>(at)->container).value.object(),
-                            static_cast<const Step*>(at)->name, nullptr};
-  }
   return ask(*application, [&] { return application->perform(command); });
 }
 

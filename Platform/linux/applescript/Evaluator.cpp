@@ -97,15 +97,19 @@ Record merged(const Record& first, const Record& second) {
   return result;
 }
 
-// Depth 0 asks for what stands behind a rich text; lists of them are converted item by item.
+Value plainOf(const ObjectPtr& object) {
+  return ask(object->application(), [&] { return object->plainValue(); });
+}
+
+// A rich text as its text, and a list of them as texts: the first of a list tells what all of it is.
 Value plain(const Value& value) {
   if (const ObjectPtr object = value.object()) {
-    const Value inner = ask(object->application(), [&] { return object->plainValue(); });
+    const Value inner = plainOf(object);
     return inner.isNothing() ? value : inner;
   }
   const List* list = value.list();
   const ObjectPtr first = list && !list->empty() ? list->front().object() : nullptr;
-  if (!first || first->plainValue().isNothing()) return value;
+  if (!first || plainOf(first).isNothing()) return value;
   List values;
   for (const Value& item : *list) values.push_back(plain(item));
   return values;

@@ -79,6 +79,7 @@ class Evaluator {
   Value command(const CommandNode& node);
   Value builtin(const CommandNode& node);
   Value applicationCommand(const CommandNode& node);
+  Value parameter(std::string_view label, const Node& value);
   std::shared_ptr<Application> receiver(const Value& direct);
   Value count(const CommandNode& node);
   bool exists(const Node& node);
