@@ -4,6 +4,7 @@
 
 #include "TavroCore/harness/TavroDB.h"
 #include "TavroCore/harness/Timestamps.h"
+#include "TavroCore/harness/Tolerant.h"
 
 namespace {
 
@@ -114,18 +115,6 @@ long long AuditDB::purgeOlderThan(long long days) {
   return deleted;
 }
 
-namespace {
-
-/// What `operation` gives, or `otherwise` when there is no database or it fails.
-template <typename Answer, typename Operation>
-Answer tolerant(const std::shared_ptr<TavroDB>& db, Answer otherwise, const Operation& operation) noexcept try {
-  return db ? operation(db->audit) : otherwise;
-} catch (const std::exception&) {
-  return otherwise;
-}
-
-}  // namespace
-
 AuditLog& AuditLog::shared() {
   static AuditLog log(TavroDB::forProcessIfPossible());
   return log;
@@ -134,8 +123,8 @@ AuditLog& AuditLog::shared() {
 void AuditLog::log(const std::string& actor, const std::string& action, const std::optional<std::string>& accountId,
                    const std::map<std::string, std::string>& details, const std::string& outcome,
                    const std::optional<std::string>& reason) noexcept {
-  tolerant(db_, false, [&](AuditDB& audit) {
-    audit.append({.timestamp = Timestamps::now(),
+  tolerant(db_, false, [&](TavroDB& db) {
+    db.audit.append({.timestamp = Timestamps::now(),
                   .actor = actor,
                   .action = action,
                   .accountId = accountId,
@@ -147,21 +136,21 @@ void AuditLog::log(const std::string& actor, const std::string& action, const st
 }
 
 std::vector<AuditEntry> AuditLog::recent(long long limit) noexcept {
-  return tolerant(db_, std::vector<AuditEntry>(), [&](AuditDB& audit) { return audit.recent(limit); });
+  return tolerant(db_, std::vector<AuditEntry>(), [&](TavroDB& db) { return db.audit.recent(limit); });
 }
 
 long long AuditLog::count() noexcept {
-  return tolerant(db_, 0LL, [](AuditDB& audit) { return audit.count(); });
+  return tolerant(db_, 0LL, [](TavroDB& db) { return db.audit.count(); });
 }
 
 std::vector<AuditEntry> AuditLog::search(std::string_view text, long long limit) noexcept {
-  return tolerant(db_, std::vector<AuditEntry>(), [&](AuditDB& audit) { return audit.search(text, limit); });
+  return tolerant(db_, std::vector<AuditEntry>(), [&](TavroDB& db) { return db.audit.search(text, limit); });
 }
 
 long long AuditLog::mutationsToday() noexcept {
-  return tolerant(db_, 0LL, [](AuditDB& audit) { return audit.countMutationsToday(); });
+  return tolerant(db_, 0LL, [](TavroDB& db) { return db.audit.countMutationsToday(); });
 }
 
 long long AuditLog::purge(long long olderThanDays) noexcept {
-  return tolerant(db_, 0LL, [&](AuditDB& audit) { return audit.purgeOlderThan(olderThanDays); });
+  return tolerant(db_, 0LL, [&](TavroDB& db) { return db.audit.purgeOlderThan(olderThanDays); });
 }

@@ -1,6 +1,7 @@
 #include "TavroCore/harness/RuleStore.h"
 
 #include "TavroCore/harness/TavroDB.h"
+#include "TavroCore/harness/Tolerant.h"
 
 namespace {
 
@@ -95,17 +96,6 @@ bool RulesDB::change(std::string_view sql, const std::vector<DatabaseValue>& val
   return changed;
 }
 
-namespace {
-
-template <typename Answer, typename Operation>
-Answer tolerant(const std::shared_ptr<TavroDB>& db, Answer otherwise, const Operation& operation) noexcept try {
-  return db ? operation(db->rules) : otherwise;
-} catch (const std::exception&) {
-  return otherwise;
-}
-
-}  // namespace
-
 RuleStore& RuleStore::shared() {
   static RuleStore store(TavroDB::forProcessIfPossible());
   return store;
@@ -113,24 +103,24 @@ RuleStore& RuleStore::shared() {
 
 RulesDB::Rules RuleStore::all() noexcept {
   static const RulesDB::Rules none = std::make_shared<const std::vector<PolicyRule>>();
-  return tolerant(db_, none, [](RulesDB& rules) { return rules.all(); });
+  return tolerant(db_, none, [](TavroDB& db) { return db.rules.all(); });
 }
 
 std::optional<PolicyRule> RuleStore::get(std::string_view id) noexcept {
-  return tolerant(db_, std::optional<PolicyRule>(), [&](RulesDB& rules) { return rules.get(id); });
+  return tolerant(db_, std::optional<PolicyRule>(), [&](TavroDB& db) { return db.rules.get(id); });
 }
 
 void RuleStore::upsert(const PolicyRule& rule) noexcept {
-  tolerant(db_, false, [&](RulesDB& rules) {
-    rules.upsert(rule);
+  tolerant(db_, false, [&](TavroDB& db) {
+    db.rules.upsert(rule);
     return true;
   });
 }
 
 void RuleStore::remove(std::string_view id) noexcept {
-  tolerant(db_, false, [&](RulesDB& rules) { return rules.remove(id); });
+  tolerant(db_, false, [&](TavroDB& db) { return db.rules.remove(id); });
 }
 
 void RuleStore::setEnabled(std::string_view id, bool enabled) noexcept {
-  tolerant(db_, false, [&](RulesDB& rules) { return rules.setEnabled(id, enabled); });
+  tolerant(db_, false, [&](TavroDB& db) { return db.rules.setEnabled(id, enabled); });
 }
