@@ -157,6 +157,4 @@ void Server::send(const std::string& response) {
   writeAll(stdoutHandle_, "\n");
 }
 
-void Server::log(std::string_view message) {
-  writeAll(stderrHandle_, fmt::format("tavro-mcp: {}\n", message));
-}
+void Server::log(std::string_view message) { writeAll(stderrHandle_, fmt::format("tavro-mcp: {}\n", message)); }

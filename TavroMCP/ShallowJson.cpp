@@ -100,8 +100,6 @@ const Member* find(const Object& object, std::string_view key, Kind kind) {
   return found != object.end() && found->second.kind == kind ? &found->second : nullptr;
 }
 
-std::string quote(std::string_view text) {
-  return JsonText::write(Json(text));
-}
+std::string quote(std::string_view text) { return JsonText::write(Json(text)); }
 
 }  // namespace ShallowJson

@@ -14,9 +14,7 @@
 
 namespace {
 
-int memoryFile() {
-  return memfd_create("fuzz", MFD_CLOEXEC);
-}
+int memoryFile() { return memfd_create("fuzz", MFD_CLOEXEC); }
 
 std::string content(int file) {
   std::string bytes(static_cast<std::size_t>(lseek(file, 0, SEEK_END)), '\0');

@@ -101,8 +101,8 @@ std::optional<Item> get(const PendingStore& store, std::string_view id) {
   return claimedItem(store.claimedFile(id));
 }
 
-Outcome approve(const PendingStore& store, const PendingAction& shown, const std::string& actor,
-                bool evenIfInterrupted, const ToolLookup& tools) {
+Outcome approve(const PendingStore& store, const PendingAction& shown, const std::string& actor, bool evenIfInterrupted,
+                const ToolLookup& tools) {
   const std::string& id = shown.id;
   auto found = hold(store, id);
   if (const auto* refusal = std::get_if<Refusal>(&found)) return *refusal;

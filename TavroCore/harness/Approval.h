@@ -37,12 +37,12 @@ using Outcome = std::variant<HarnessRunner::Built, Refusal>;
 
 using ToolLookup = std::function<const Tool*(std::string_view id)>;
 
-/// Claims the action that was shown to the human, under its `id`, runs it without the gate, audits "executed" or "error" with `actor` and the
-/// reason "approved:<id>", and drops it from the queue. The details of the line are the arguments and
-/// the beginning of the output (`result`) or of the failure (`error`). Throws FileFailure when the claim
+/// Claims the action that was shown to the human, under its `id`, runs it without the gate, audits "executed" or
+/// "error" with `actor` and the reason "approved:<id>", and drops it from the queue. The details of the line are the
+/// arguments and the beginning of the output (`result`) or of the failure (`error`). Throws FileFailure when the claim
 /// can't be made; nothing has run then.
-Outcome approve(const PendingStore& store, const PendingAction& shown, const std::string& actor,
-                bool evenIfInterrupted, const ToolLookup& tools = Tools::find);
+Outcome approve(const PendingStore& store, const PendingAction& shown, const std::string& actor, bool evenIfInterrupted,
+                const ToolLookup& tools = Tools::find);
 
 /// Drops the action, waiting or interrupted, without running it and audits "rejected" with the reason
 /// "rejected:<id>". Throws FileFailure when the action can't be claimed.

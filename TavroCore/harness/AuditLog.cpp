@@ -125,12 +125,12 @@ void AuditLog::log(const std::string& actor, const std::string& action, const st
                    const std::optional<std::string>& reason) noexcept {
   tolerant(db_, false, [&](TavroDB& db) {
     db.audit.append({.timestamp = Timestamps::now(),
-                  .actor = actor,
-                  .action = action,
-                  .accountId = accountId,
-                  .details = details,
-                  .outcome = outcome,
-                  .reason = reason});
+                     .actor = actor,
+                     .action = action,
+                     .accountId = accountId,
+                     .details = details,
+                     .outcome = outcome,
+                     .reason = reason});
     return true;
   });
 }

@@ -46,8 +46,6 @@ const Tool* find(std::string_view id) {
   return found == tools.end() ? nullptr : &*found;
 }
 
-const std::string& llmGuide() {
-  return TavroGuides::llm();
-}
+const std::string& llmGuide() { return TavroGuides::llm(); }
 
 }  // namespace Tools

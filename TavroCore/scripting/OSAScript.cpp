@@ -40,9 +40,7 @@ Process::Result launch(const std::filesystem::path& script, const std::vector<st
   return Process::run(command);
 }
 
-Result failure(const std::string& message) {
-  return {.ok = false, .output = "", .error = message, .code = -1};
-}
+Result failure(const std::string& message) { return {.ok = false, .output = "", .error = message, .code = -1}; }
 
 }  // namespace
 

@@ -24,9 +24,7 @@ std::string takeAll(int file) {
   return bytes;
 }
 
-Script noScript(const Arguments&) {
-  return {};
-}
+Script noScript(const Arguments&) { return {}; }
 
 // "echo" prints its arguments, "nothing" is silent, "wipe" is destructive, "fail" throws.
 const std::vector<Tool>& catalogue() {

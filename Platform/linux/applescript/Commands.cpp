@@ -153,7 +153,7 @@ Value Evaluator::round(const CommandNode& node) {
 // A real between 0 and 1, or a whole number within whole bounds.
 Value Evaluator::randomNumber(const CommandNode& node) {
   static thread_local std::mt19937_64 generator{std::random_device{}()};
-  const auto given = [&](const Node* part, Value otherwise) {
+  const auto given = [&](const Node* part, const Value& otherwise) {
     return part ? coerced(valueOf(*part), "number") : otherwise;
   };
   const bool bare = !node.direct && node.parameters.empty();

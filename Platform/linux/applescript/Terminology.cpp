@@ -242,7 +242,8 @@ struct OperatorIndex {
     for (const OperatorRow& r : operatorRows())
       for (const char* phrase : r.phrases) {
         auto words = wordsOf(phrase);
-        byFirstWord[words.front()].push_back({std::move(words), r.operation});
+        std::vector<Entry>& entries = byFirstWord[words.front()];
+        entries.push_back({std::move(words), r.operation});
       }
     for (auto& [first, entries] : byFirstWord)
       std::stable_sort(entries.begin(), entries.end(),
