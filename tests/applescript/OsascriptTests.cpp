@@ -2,6 +2,7 @@
 // its outputs and exit status.
 #include <gtest/gtest.h>
 
+#include "Platform/Bundle.h"
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Process.h"
@@ -24,7 +25,7 @@ class Osascript : public testing::Test {
   }
 
   Process::Result run(std::vector<std::string> arguments, std::string input = "") {
-    return Process::run({.program = fs::path(*Environment::value("TAVRO_BUNDLE")) / "Contents/Desktop/osascript",
+    return Process::run({.program = Bundle::url() / "Contents/Desktop/osascript",
                          .arguments = std::move(arguments),
                          .input = std::move(input),
                          .environment = {{"TAVRO_DESKTOP", folder_ / "desktop"}}});

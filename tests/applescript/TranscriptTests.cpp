@@ -3,7 +3,6 @@
 // programs/*.applescript with their output in the comment on top.
 #include <gtest/gtest.h>
 
-#include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Text.h"
 #include "Platform/linux/applescript/Interpreter.h"
@@ -13,9 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-fs::path folder(const char* name) {
-  return fs::path(Environment::value("TAVRO_SOURCE").value_or(".")) / "tests/applescript" / name;
-}
+fs::path folder(const char* name) { return fs::path("tests/applescript") / name; }
 
 void stock(Shelf::Shop& shop) {
   shop.app->box("Toys", {"Ball", "Bear", "car"});

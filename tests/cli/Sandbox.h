@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 
+#include "Platform/Bundle.h"
 #include "Platform/Process.h"
 
 class Sandbox {
@@ -22,9 +23,7 @@ class Sandbox {
   const std::filesystem::path& root() const { return root_; }
 
   std::map<std::string, std::string> environment() const {
-    const char* bundle = std::getenv("TAVRO_BUNDLE");
-    const std::string programs = bundle ? bundle : std::filesystem::read_symlink("/proc/self/exe").parent_path();
-    return {{"PATH", programs + ":/usr/bin:/bin"},
+    return {{"PATH", Bundle::url().string() + ":/usr/bin:/bin"},
             {"HOME", root_},
             {"TAVRO_HOME", root_ / "home"},
             {"TAVRO_DESKTOP", root_ / "desktop"},

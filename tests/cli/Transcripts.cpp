@@ -88,7 +88,7 @@ std::vector<std::string> transcript(const Process::Result& result) {
   return lines;
 }
 
-fs::path casesFolder() { return fs::path(__FILE__).parent_path() / "cases"; }
+fs::path casesFolder() { return "tests/cli/cases"; }
 
 std::vector<std::string> caseNames() {
   std::vector<std::string> names;

@@ -24,7 +24,7 @@ class FaultsTest : public ProgramsTest {
     ASSERT_TRUE(tavro({"run", "how_it_works"}).status.ok());
   }
   static Variables faulty(Variables variables) {
-    variables["LD_PRELOAD"] = std::string(std::getenv("TAVRO_FAULTS"));
+    variables["LD_PRELOAD"] = program("libfaults.so");
     variables["ASAN_OPTIONS"] = "verify_asan_link_order=0:detect_leaks=0";
     return variables;
   }

@@ -17,6 +17,7 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Bundle.h"
 #include "Platform/Json.h"
 #include "Platform/Process.h"
 
@@ -24,7 +25,7 @@ extern char** environ;
 
 using Variables = std::map<std::string, std::string>;
 
-inline std::string program(const std::string& name) { return std::string(std::getenv("TAVRO_BUNDLE")) + "/" + name; }
+inline std::string program(const std::string& name) { return Bundle::url() / name; }
 
 inline std::vector<std::string> withVariables(const Variables& variables) {
   std::vector<std::string> all;
