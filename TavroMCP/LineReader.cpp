@@ -3,7 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
+
+#include "TavroMCP/Waiting.h"
 
 namespace {
 constexpr std::size_t bufferSize = 64 * 1024;
@@ -12,10 +13,7 @@ constexpr std::size_t bufferSize = 64 * 1024;
 LineReader::LineReader(int descriptor) : descriptor_(descriptor), buffer_(bufferSize) {}
 
 bool LineReader::fill() {
-  ssize_t count;
-  do {
-    count = read(descriptor_, buffer_.data(), buffer_.size());
-  } while (count < 0 && errno == EINTR);
+  const ssize_t count = waiting(descriptor_, POLLIN, [&] { return read(descriptor_, buffer_.data(), buffer_.size()); });
   begin_ = 0;
   end_ = count > 0 ? static_cast<std::size_t>(count) : 0;
   return end_ > 0;

@@ -4,12 +4,12 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <stdexcept>
 #include <utility>
 
 #include "Platform/Text.h"
 #include "TavroCore/harness/HarnessRunner.h"
+#include "TavroMCP/Waiting.h"
 
 namespace {
 
@@ -24,13 +24,14 @@ constexpr std::size_t parseErrorExcerpt = 200;  // characters
 constexpr int methodNotFound = -32601;
 constexpr int invalidParams = -32602;
 
-void writeAll(int handle, std::string_view bytes) {
+/// False when nobody reads any more.
+bool writeAll(int handle, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t count = write(handle, bytes.data(), bytes.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return;  // nobody reads any more; the end of input follows
+    const ssize_t count = waiting(handle, POLLOUT, [&] { return write(handle, bytes.data(), bytes.size()); });
+    if (count < 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(count));
   }
+  return true;
 }
 
 std::string toolDescriptors(const std::vector<Tool>& tools) {
@@ -153,8 +154,7 @@ void Server::replyError(const std::string& id, int code, std::string_view messag
 }
 
 void Server::send(const std::string& response) {
-  writeAll(stdoutHandle_, response);
-  writeAll(stdoutHandle_, "\n");
+  hasReader_ = writeAll(stdoutHandle_, response) && writeAll(stdoutHandle_, "\n");
 }
 
 void Server::log(std::string_view message) { writeAll(stderrHandle_, fmt::format("tavro-mcp: {}\n", message)); }

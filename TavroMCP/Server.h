@@ -21,6 +21,8 @@ class Server {
   void logStart();
   /// Answers one line of input; `line` may hold any bytes.
   void handleLine(std::string line);
+  /// False once nobody takes the replies; what a client asked for before it went needs no run then.
+  bool hasReader() const { return hasReader_; }
 
  private:
   void initialize(const std::string& id, const ShallowJson::Object& params);
@@ -35,6 +37,7 @@ class Server {
   std::filesystem::path configDirURL_;
   int stdoutHandle_;
   int stderrHandle_;
+  bool hasReader_ = true;
   std::string toolsListResult_;  // the catalogue never changes while the process lives
 };
 

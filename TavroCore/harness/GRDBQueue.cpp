@@ -66,6 +66,9 @@ struct Database::Connection {
     const int code = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
     handle.reset(opened);  // there is one to close even when opening failed
     if (code != SQLITE_OK) throw failure("open");
+    // A file that another program left in WAL mode goes back. Without waiting: where it is in use, a later opening
+    // does it, and what is wrong with the file shows at its first use.
+    sqlite3_exec(opened, "PRAGMA journal_mode = DELETE", nullptr, nullptr, nullptr);
     sqlite3_busy_handler(opened, waitForTheOthers, &waitingSince);
     sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_FKEY, 1, nullptr);
   }

@@ -49,23 +49,19 @@ std::string textOr(const Json& object, const char* key, const char* fallback) {
 }
 
 /// The enabled flag moves out of the definition, which its owner may put under version control, into the
-/// state of this machine.
+/// state of this machine. A failure to write it fails the whole loop: without it a paused one would be on again.
 void migrateRuntime(const path& scheduler, const path& runtime, const std::string& name, bool enabled) {
-  attempt([&] {
-    Files::createDirectories(runtime / "state");
-    Files::createDirectories(runtime / "logs");
-  });
-  attempt([&] {
-    const auto text = Files::readIfPossible(scheduler / "state" / (name + ".json"));
-    Json state = JsonText::parseObject(text.value_or("")).value_or(Json::object());
-    state["enabled"] = enabled;
-    Files::replace(runtime / "state" / (name + ".json"), JsonText::write(state));
-  });
+  Files::createDirectories(runtime / "state");
+  Files::createDirectories(runtime / "logs");
+  const auto text = Files::readIfPossible(scheduler / "state" / (name + ".json"));
+  Json state = JsonText::parseObject(text.value_or("")).value_or(Json::object());
+  state["enabled"] = enabled;
+  Files::replace(runtime / "state" / (name + ".json"), JsonText::write(state));
   attempt([&] { copyIfMissing(scheduler / "logs" / (name + ".log"), runtime / "logs" / (name + ".log")); });
 }
 
 /// Gives the agent its AGENT.md, and takes from the definition what that file now holds. A failure to write it fails
-/// the whole loop, which a later start then takes up again with its prompt.
+/// the whole loop, which then stays in the old place alone, prompt and all.
 void migrateAgent(Json& definition, const path& directory) {
   std::string instructions = textOr(definition, "prompt", "");
   const std::string cwd = textOr(definition, "cwd", "");
@@ -81,6 +77,7 @@ void migrateAgent(Json& definition, const path& directory) {
   definition.erase("prompt");
 }
 
+/// loop.json comes last: with it the loop is there, and a later start passes over it.
 void migrateAutomation(const path& scheduler, const path& home, const std::string& name) {
   if (!isSafeLoopName(name)) return;
   const auto text = Files::readIfPossible(scheduler / "loops" / (name + ".json"));
@@ -88,13 +85,13 @@ void migrateAutomation(const path& scheduler, const path& home, const std::strin
   const path directory = home / "automations" / name;
   if (!definition || Files::exists(directory / "loop.json")) return;
 
-  attempt([&] { Files::createDirectories(directory); });
+  Files::createDirectories(directory);
   const auto flag = definition->find("enabled");
   const bool enabled = flag == definition->end() || !flag->is_boolean() || flag->get<bool>();
   if (textOr(*definition, "kind", "agent") == "agent") migrateAgent(*definition, directory);
   definition->erase("enabled");
-  attempt([&] { Files::replace(directory / "loop.json", JsonText::writePretty(*definition)); });
   migrateRuntime(scheduler, home / ".runtime", name, enabled);
+  Files::replace(directory / "loop.json", JsonText::writePretty(*definition));
 }
 
 void migrateAutomations(const path& home) {

@@ -1,5 +1,7 @@
 // The database under several processes, several versions and bad files: no line is lost, no schema version
 // runs twice, and what can't be opened is named and left alone.
+#include <sqlite3.h>
+
 #include "TavroCore/harness/TavroDB.h"
 #include "tests/harness/Home.h"
 
@@ -64,6 +66,17 @@ TEST_F(DatabaseTest, bringsAnOlderFileUpToDateAndLeavesANewerOneAlone) {
   reopened.audit.append(line("mcp", "mail.move"));
   EXPECT_EQ(reopened.audit.recent(5).size(), 2);
   EXPECT_EQ(integer("SELECT COUNT(*) FROM grdb_migrations"), std::size(versions) + 1);
+}
+
+TEST_F(DatabaseTest, takesAFileBackFromWriteAheadLogging) {
+  TavroDB(home).audit.append(line("mcp", "mail.send"));
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open((home / "tavro.sqlite").c_str(), &other), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(other, "PRAGMA journal_mode = WAL", nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(other);
+  TavroDB database(home);
+  EXPECT_EQ(database.audit.count(), 1);
+  EXPECT_EQ(read(home / "tavro.sqlite").substr(18, 2), "\1\1") << "the header's mark of a rollback journal";
 }
 
 TEST_F(DatabaseTest, appliesAVersionWholeOrNotAtAll) {

@@ -82,6 +82,13 @@ TEST_F(MigrationTest, passesOverWhatItCantTake) {
   EXPECT_THAT(Files::list(home), ElementsAre(".gitignore", ".migrated", ".runtime", "automations"));
 }
 
+TEST_F(MigrationTest, turnsNoPausedLoopOnWhoseStateItCantWrite) {
+  loop("paused", {{"kind", "script"}, {"enabled", false}});
+  write(home / ".runtime/state", "a file where the states should be");
+  TavroMigration::runIfNeeded();
+  EXPECT_FALSE(Files::exists(home / "automations/paused/loop.json"));
+}
+
 TEST(LoopName, takesLettersAndDigitsOfAnyScriptAndNothingThatAShellOrAPathReads) {
   for (const char* good : {"a", "9-lives", "Daily digest_2", "Möwe", "e\u0301", "日報", "٣"}) {
     EXPECT_TRUE(isSafeLoopName(good)) << good;

@@ -1,5 +1,6 @@
 // The wire, to the byte: what each line of input is answered with. The catalogue is a small one of this
 // test, so that every road of a call can be taken.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
@@ -7,6 +8,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <thread>
 
 #include "Platform/Files.h"
 #include "Platform/Json.h"
@@ -217,6 +219,34 @@ TEST_F(ServerTest, tellsThatAnActionWaits) {
       testing::MatchesRegex("⏸ Destructive action queued for human approval \\(id=[0-9A-F]{8}\\)\\.\n"
                             "It will NOT run until a human approves it in the Tavro cockpit \\(menu bar\\)\\."));
   EXPECT_EQ(Files::list(home_ / "queue" / "pending").size(), 2u);
+}
+
+TEST_F(ServerTest, waitsOnPipesThatAreSetToNotWait) {
+  int in[2];
+  int out[2];
+  ASSERT_EQ(pipe2(in, O_NONBLOCK) + pipe2(out, O_NONBLOCK), 0);
+  fcntl(in[1], F_SETFL, 0);
+  fcntl(out[0], F_SETFL, 0);
+  std::thread serving([&] {
+    Server server(catalogue(), home_, out[1], err_);
+    LineReader lines(in[0]);
+    for (std::string line; lines.next(line);) server.handleLine(line);
+    close(in[0]);
+    close(out[1]);
+  });
+  const std::string id = '"' + std::string(4 << 20, 'y') + '"';
+  const std::string ping = R"({"id":)" + id + R"(,"method":"ping"})";
+  for (std::string_view rest = ping; !rest.empty();) {
+    const ssize_t count = write(in[1], rest.data(), rest.size());
+    ASSERT_GT(count, 0);
+    rest.remove_prefix(static_cast<std::size_t>(count));
+  }
+  close(in[1]);
+  std::string reply;
+  LineReader(out[0]).next(reply);
+  EXPECT_TRUE(reply == R"({"jsonrpc":"2.0","id":)" + id + R"(,"result":{}})") << reply.size();
+  serving.join();
+  close(out[0]);
 }
 
 TEST(LineReaderTest, findsLinesAcrossReadsAndKeepsALastOneWithoutItsFeed) {

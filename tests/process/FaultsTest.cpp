@@ -197,6 +197,22 @@ TEST_F(FaultsTest, runsAnApprovedActionOnceWhenKilled) {
   EXPECT_GT(finished, 0);
 }
 
+TEST_F(FaultsTest, goesOnWhenNobodyReadsItsLog) {
+  int log[2];
+  ASSERT_EQ(pipe2(log, O_CLOEXEC), 0);
+  const int own = dup(2);
+  dup2(log[1], 2);
+  close(log[0]);
+  close(log[1]);
+  Server server({});
+  dup2(own, 2);
+  close(own);
+  server.send("no JSON");
+  server.send(R"({"id":3,"method":"ping"})");
+  EXPECT_EQ(server.receive(), R"({"jsonrpc":"2.0","id":3,"result":{}})");
+  EXPECT_EQ(server.end(), 0);
+}
+
 TEST_F(FaultsTest, answersAfterALineOf64MiB) {
   Server server({});
   std::thread sender([&] {

@@ -166,6 +166,8 @@ Value Evaluator::evaluate(const Node& node) {
       for (const Node* item : as<ListNode>(node).items) items.push_back(valueOf(*item));
       return items;
     }
+    case Kind::properties:
+      return properties(as<PropertiesNode>(node));
     case Kind::record: {
       Record record;
       for (const auto& [label, item] : as<RecordNode>(node).fields) record.emplace_back(label, valueOf(*item));
@@ -369,6 +371,7 @@ Evaluator::Spread Evaluator::base(const Node* container) { return container ? sp
 Evaluator::Spread Evaluator::spread(const Node& node) {
   checkStack();
   if (node.kind == Kind::step) return spreadStep(as<Step>(node));
+  if (node.kind == Kind::owner) return owner_;
   return {valueOf(node), 0};
 }
 
@@ -451,6 +454,18 @@ Evaluator::Spread Evaluator::spreadStep(const Step& node) {
   const List* list = value.list();
   const bool objects = list && (list->empty() || list->front().object() || from.depth > 0);
   return {std::move(value), from.depth + (many && objects ? 1 : 0)};
+}
+
+// An item takes its owner before anything else, so that handlers it calls may put theirs there.
+Value Evaluator::properties(const PropertiesNode& node) {
+  const Spread owner = base(node.container);
+  List values;
+  for (const Node* item : node.items) {
+    owner_ = owner;
+    values.push_back(valueOf(*item));
+  }
+  owner_ = {};
+  return values;
 }
 
 Value Evaluator::scriptProperty(const std::string& name, const std::string& shown) {

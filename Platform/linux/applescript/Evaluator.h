@@ -67,6 +67,7 @@ class Evaluator {
   Selector selector(const Step& node);
   std::string conditionText(const Node& node);
   Value it() const;
+  Value properties(const PropertiesNode& node);
   Value place(const InsertionNode& node);
   Value call(const CallNode& node);
   Value invoke(const Handler& handler, std::vector<Value> arguments);
@@ -117,6 +118,7 @@ class Evaluator {
   Value script_;
   Value delimiters_;
   Attention attention_;
+  Spread owner_;  // what the `owner` leaves of the `{a, b} of x` being evaluated stand for
   Range place_;
   struct Kept {
     std::shared_ptr<const std::string> text;

@@ -12,6 +12,7 @@ namespace {
 
 bool takesContainer(const Node* piece) {
   if (piece->kind == Node::Kind::step) return !static_cast<const Step*>(piece)->container;
+  if (piece->kind == Node::Kind::properties) return !static_cast<const PropertiesNode*>(piece)->container;
   return piece->kind == Node::Kind::call && !static_cast<const CallNode*>(piece)->container;
 }
 
@@ -122,9 +123,10 @@ Node* Grammar::existsAfter(Node* subject) {
   return test;
 }
 
-bool Grammar::containerFollows() const {
-  if (!word("of") && !word("in")) return false;
-  return std::find(stops_.begin(), stops_.end(), token().key) == stops_.end();
+bool Grammar::isStop(const Token& t) const { return std::find(stops_.begin(), stops_.end(), t.key) != stops_.end(); }
+
+bool Grammar::containerFollows(std::size_t ahead) const {
+  return (word("of", ahead) || word("in", ahead)) && !isStop(token(ahead));
 }
 
 Node* Grammar::piece() {
@@ -142,6 +144,10 @@ Node* Grammar::possessed(Node* owner) { return attached(simple(true), owner); }
 Node* Grammar::attached(Node* part, Node* container) {
   if (part->kind == Node::Kind::call && takesContainer(part)) {
     static_cast<CallNode*>(part)->container = container;
+    return part;
+  }
+  if (part->kind == Node::Kind::properties && takesContainer(part)) {
+    static_cast<PropertiesNode*>(part)->container = container;
     return part;
   }
   if (part->kind != Node::Kind::step || !takesContainer(part))
@@ -171,7 +177,7 @@ Node* Grammar::simple(bool owned) {
       break;
   }
   if (t.is("(")) return parenthesized();
-  if (t.is("{")) return listOrRecord();
+  if (t.is("{")) return owned || listIsOwned() ? ownedList() : listOrRecord();
   expected("expression");
 }
 
@@ -412,7 +418,7 @@ bool Grammar::startsIndex() const {
   const Token& t = token();
   if (t.kind == Kind::integer || t.kind == Kind::string || t.kind == Kind::barred || t.is("(")) return true;
   if (t.is("-")) return token(1).kind == Kind::integer && !token(1).spaceBefore && t.spaceBefore;
-  return isName();
+  return isName() && !isStop(t);  // `close windows saving no`
 }
 
 bool Grammar::startsExpression() const {
@@ -490,6 +496,34 @@ Node* Grammar::listOrRecord() {
   Node* result = record ? static_cast<Node*>(record) : list;
   result->range = since(begin);
   return result;
+}
+
+bool Grammar::listIsOwned() const {
+  const auto closing = closings_.find(at_);
+  return closing != closings_.end() && containerFollows(closing->second + 1 - at_);
+}
+
+// `{name, id of f, b}` that stands in front of `of x`. It may also follow: x's {name, id}.
+Node* Grammar::ownedList() {
+  const std::size_t begin = token().range.begin;
+  PropertiesNode* list = program_->make<PropertiesNode>(token().range);
+  needSymbol("{");
+  Scoped stops(stops_, Stops{});
+  do {
+    Node* inner = simple(true);
+    list->items.push_back(inner);
+    while (containerFollows()) {
+      ++at_;
+      Node* container = simple(true);
+      attached(inner, container);
+      inner = container;
+    }
+    attached(inner, program_->make<Leaf>(Node::Kind::owner, token().range));
+  } while (takeSymbol(","));
+  if (!token().is("}")) expected("“,” or “}”");
+  ++at_;
+  list->range = since(begin);
+  return list;
 }
 
 // ---- Commands

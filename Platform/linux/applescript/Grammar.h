@@ -95,11 +95,14 @@ class Grammar {
   Node* rangeEnd();
   bool startsIndex() const;
   bool startsExpression() const;
-  bool containerFollows() const;
+  bool isStop(const Token& token) const;
+  bool containerFollows(std::size_t ahead = 0) const;
   Literal* literal(Value value, Range range);
   Literal* number();
   Literal* typeName();
   Node* listOrRecord();
+  Node* ownedList();
+  bool listIsOwned() const;
   std::optional<std::string> label();
   Node* parenthesized();
   Node* command(const Term& term);
@@ -148,6 +151,7 @@ class Grammar {
 
   std::vector<Token> tokens_;
   std::size_t at_ = 0;
+  std::map<std::size_t, std::size_t> closings_;  // of each "{": its "}"
   Directory& directory_;
   std::unique_ptr<Program> program_ = std::make_unique<Program>();
   const Vocabulary* vocabulary_ = &Vocabulary::core();

@@ -22,35 +22,36 @@ using Form = Selector::Form;
 
 std::string keyForm(const Value& key) { return sourceForm(resolved(key)); }
 
-// The step as messages show it: note "x", text 1 thru 4, every note whose name = "x".
+// The step as messages show it: note "x", text 1 thru 4, every note.
 std::string describe(const Selector& step) {
-  const std::string condition = step.condition ? " whose " + step.condition() : "";
   switch (step.form) {
     case Form::property:
     case Form::userProperty:
       return step.name;
     case Form::every:
-      return "every " + step.name + condition;
+      return "every " + step.name;
     case Form::index:
     case Form::named:
-      return step.name + " " + keyForm(step.from) + condition;
+      return step.name + " " + keyForm(step.from);
     case Form::id:
       return step.name + " id " + keyForm(step.from);
     case Form::range:
       return step.shown + " " + keyForm(step.from) + " thru " + keyForm(step.to);
     case Form::middle:
-      return "middle " + step.name + condition;
+      return "middle " + step.name;
     case Form::some:
-      return "some " + step.name + condition;
+      return "some " + step.name;
   }
   return step.name;
 }
 
-// Messages of an application show its objects without the application itself.
+// Messages of an application show its objects without the application itself. A condition stands last:
+// note 1 of folder "x" whose name = "y".
 std::string describe(const Selector& step, const Value& base) {
   const ObjectPtr object = base.object();
-  if (base.as<std::shared_ptr<Script>>() || dynamic_cast<Application*>(object.get())) return describe(step);
-  return describe(step) + " of " + (object ? object->specifier() : sourceForm(base));
+  const bool outermost = base.as<std::shared_ptr<Script>>() || dynamic_cast<Application*>(object.get());
+  const std::string container = outermost ? "" : " of " + (object ? object->specifier() : sourceForm(base));
+  return describe(step) + container + (step.condition ? " whose " + step.condition() : "");
 }
 
 [[noreturn]] void cannotGet(const Selector& step, const Value& base, bool invalidIndex = false) {

@@ -29,7 +29,15 @@ constexpr std::array<AspectRow, 8> aspectRows = {{
 
 }  // namespace
 
-Grammar::Grammar(std::vector<Token> tokens, Directory& directory) : tokens_(std::move(tokens)), directory_(directory) {}
+Grammar::Grammar(std::vector<Token> tokens, Directory& directory) : tokens_(std::move(tokens)), directory_(directory) {
+  std::vector<std::size_t> open;
+  for (std::size_t at = 0; at < tokens_.size(); ++at) {
+    if (tokens_[at].is("{")) open.push_back(at);
+    if (!tokens_[at].is("}") || open.empty()) continue;
+    closings_[open.back()] = at;
+    open.pop_back();
+  }
+}
 
 // ---- Tokens
 

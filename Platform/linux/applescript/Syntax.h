@@ -21,6 +21,8 @@ struct Node {
     literal,
     variable,
     list,
+    properties,
+    owner,
     record,
     chain,
     negate,
@@ -90,6 +92,14 @@ struct VariableNode : NodeOf<Node::Kind::variable> {
 struct ListNode : NodeOf<Node::Kind::list> {
   using NodeOf::NodeOf;
   std::vector<Node*> items;
+};
+
+/// `{a, b} of container`: a list of what each item finds in the one container, which is evaluated once.
+/// The items end in an `owner` leaf, which stands for it.
+struct PropertiesNode : NodeOf<Node::Kind::properties> {
+  using NodeOf::NodeOf;
+  std::vector<Node*> items;
+  Node* container = nullptr;
 };
 
 struct RecordNode : NodeOf<Node::Kind::record> {

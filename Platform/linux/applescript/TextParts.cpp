@@ -141,10 +141,13 @@ std::string TextParts::text(std::size_t index) const {
 
 std::shared_ptr<const TextParts> textParts(const std::shared_ptr<const std::string>& text, std::string_view kind,
                                            const std::vector<std::string>& delimiters) {
-  thread_local std::shared_ptr<const TextParts> last;
-  if (!last || last->text_ != text || last->kind_ != kind || last->delimiters_ != delimiters)
-    last = std::make_shared<const TextParts>(text, kind, delimiters);
-  return last;
+  thread_local std::array<std::shared_ptr<const TextParts>, 4> recent;  // the latest first
+  auto found = std::find_if(recent.begin(), recent.end(), [&](const auto& parts) {
+    return parts && parts->text_ == text && parts->kind_ == kind && parts->delimiters_ == delimiters;
+  });
+  if (found == recent.end()) *--found = std::make_shared<const TextParts>(text, kind, delimiters);
+  std::rotate(recent.begin(), found, found + 1);
+  return recent.front();
 }
 
 std::size_t offsetOf(std::string_view part, std::string_view whole, const Attention& attention) {

@@ -15,8 +15,8 @@ struct Span {
   std::size_t end = 0;
 };
 
-/// Where the parts of one kind lie. The parts of the text asked for last are remembered, so that
-/// `character i of s` in a loop doesn't cut the text anew each time.
+/// Where the parts of one kind lie. Those asked for lately are remembered, so that a loop
+/// over `paragraph i of s`, which looks at parts of each, doesn't cut the whole text anew each time.
 class TextParts {
  public:
   TextParts(std::shared_ptr<const std::string> text, std::string_view kind, std::vector<std::string> delimiters);
