@@ -82,6 +82,15 @@ TEST(Linear, walkingTheCharactersOfAText) {
       2000);
 }
 
+TEST(Linear, lookingAtPartsOfEachParagraph) {
+  expectLinear(
+      [](std::size_t n) {
+        return "set s to \"" + times(n, "é è\n") + "\"\nrepeat with i from 1 to count of paragraphs of s\n" +
+               "set p to paragraph i of s\ncount words of p\ncharacters of p\nend";
+      },
+      1000);
+}
+
 TEST(Linear, readingALongScript) {
   expectLinear([](std::size_t n) { return "set x to 1" + times(n, " + 1") + "\n" + times(n, "set y to x & \"a\"\n"); },
                4000);
