@@ -196,7 +196,7 @@ Node* Grammar::wordPiece(bool owned) {
   if (takeWord("its")) return possessed(program_->make<Leaf>(Node::Kind::it, since(begin)));
   if (takeWord("my")) return possessed(program_->make<Leaf>(Node::Kind::me, since(begin)));
   if (takeWord("result")) return program_->make<Leaf>(Node::Kind::result, since(begin));
-  if (word("a") || word("reference")) return lazyReference();
+  if (words("a", "reference") || word("reference")) return lazyReference();
   if (word("beginning") || word("end") || word("before") || word("after") || word("behind")) return insertion();
   if (known) return termPiece(*known, owned);
   if (isReserved(token().key)) expected("expression");
@@ -212,7 +212,6 @@ Node* Grammar::ordinalPiece(std::int64_t position) {
 
 Node* Grammar::lazyReference() {
   const std::size_t begin = token().range.begin;
-  if (word("a") && !word("reference", 1)) return namePiece(false);
   takeWord("a");
   needWord("reference");
   needWord("to");
