@@ -52,12 +52,14 @@ std::string textOr(const Json& object, const char* key, const char* fallback) {
 /// state of this machine. A failure to write it fails the whole loop: without it a paused one would be on again.
 void migrateRuntime(const path& scheduler, const path& runtime, const std::string& name, bool enabled) {
   Files::createDirectories(runtime / "state");
-  Files::createDirectories(runtime / "logs");
   const auto text = Files::readIfPossible(scheduler / "state" / (name + ".json"));
   Json state = JsonText::parseObject(text.value_or("")).value_or(Json::object());
   state["enabled"] = enabled;
   Files::replace(runtime / "state" / (name + ".json"), JsonText::write(state));
-  attempt([&] { copyIfMissing(scheduler / "logs" / (name + ".log"), runtime / "logs" / (name + ".log")); });
+  attempt([&] {
+    Files::createDirectories(runtime / "logs");
+    copyIfMissing(scheduler / "logs" / (name + ".log"), runtime / "logs" / (name + ".log"));
+  });
 }
 
 /// Gives the agent its AGENT.md, and takes from the definition what that file now holds. A failure to write it fails
