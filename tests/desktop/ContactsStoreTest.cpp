@@ -1,4 +1,7 @@
 // Guards what reaches the disk: whole files, at `save` only, and never over what another program wrote.
+#include <atomic>
+#include <thread>
+
 #include "Platform/linux/stores/ContactsStore.h"
 #include "tests/desktop/Desk.h"
 
@@ -57,6 +60,24 @@ TEST_F(ContactsStoreTest, refusesToWriteOverWhatAnotherProgramWrote) {
   EXPECT_THROW(store.save(), Error);
   EXPECT_EQ(get("contacts/a.vcf"), "BEGIN:VCARD\nFN:Theirs\nEND:VCARD\n");
   EXPECT_TRUE(store.hasChanges());
+}
+
+TEST_F(ContactsStoreTest, losesNoneOfManySavesAtOnce) {
+  put("contacts/a.vcf", "BEGIN:VCARD\nFN:A\nEND:VCARD\n");
+  std::atomic<std::size_t> saved = 0;
+  const auto write = [&] {
+    for (int turn = 0; turn < 40; ++turn) try {
+        ContactsStore own(root / "contacts");
+        own.people().at(0)->card->add("EMAIL", "a@b.example");
+        own.save();
+        ++saved;
+      } catch (const Error&) {  // refused: another was first
+      }
+  };
+  std::thread other(write);
+  write();
+  other.join();
+  EXPECT_EQ(store.people().at(0)->card->all("EMAIL").size(), saved);
 }
 
 }  // namespace

@@ -117,6 +117,16 @@ TEST_F(NotesStoreTest, deletesIntoTheTrashAndOverwritesNothingThere) {
   EXPECT_THROW(store.setBody("A/B/note.html", "x"), FileFailure);
 }
 
+TEST_F(NotesStoreTest, leavesWhatALinkedFolderLeadsToWhenTheLinkGoes) {
+  put("../outside/note.html", "note");
+  put("../outside/inner/note.html", "inner");
+  put("notes/A/B/note.html", "note");
+  std::filesystem::create_directory_symlink(directory / "outside", root / "notes/A/Link");
+  store.removeFolder("A/Link");
+  EXPECT_FALSE(store.isFolder("A/Link"));
+  EXPECT_EQ(get("../outside/note.html") + get("../outside/inner/note.html"), "noteinner");
+}
+
 TEST_F(NotesStoreTest, leavesOtherProgramsFilesWhenAFolderGoes) {
   put("notes/A/B/note.html", "note");
   put("notes/A/B/C/inner.html", "inner");

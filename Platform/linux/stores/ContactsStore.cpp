@@ -5,6 +5,7 @@
 #include "Platform/Files.h"
 #include "Platform/Text.h"
 #include "Platform/linux/stores/FileNames.h"
+#include "Platform/linux/stores/StoreLock.h"
 
 namespace fs = std::filesystem;
 
@@ -129,6 +130,8 @@ bool ContactsStore::hasChanges() const {
 }
 
 void ContactsStore::save() {
+  if (!hasChanges()) return;
+  const StoreLock lock(root_.parent_path() / ".contacts.lock");  // beside: the folder may be synchronized
   for (const auto& book : books_)
     if (book->hasChanges()) write(*book);
 }

@@ -251,9 +251,10 @@ std::optional<std::string> NotesStore::removeNote(const std::string& note) {
 }
 
 void NotesStore::removeFolder(const std::string& folder) {
-  const auto inner = fs::is_symlink(file(folder)) ? std::vector<std::string>{} : folders(folder);
-  for (const auto& one : inner) removeFolder(one);
-  for (const auto& note : notes(folder)) removeNote(note);
+  if (!fs::is_symlink(file(folder))) {  // of a link only the link goes: what it leads to isn't ours to move
+    for (const auto& inner : folders(folder)) removeFolder(inner);
+    for (const auto& note : notes(folder)) removeNote(note);
+  }
   std::error_code ignored;  // a folder with files of other programs stays
   fs::remove(file(folder), ignored);
 }

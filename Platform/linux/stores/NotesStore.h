@@ -63,6 +63,7 @@ class NotesStore {
   /// returns nothing.
   std::optional<std::string> removeNote(const std::string& note);
   /// Removes every note of the folder and of those in it, and then the directories that are empty.
+  /// Of a symbolic link only the link goes.
   void removeFolder(const std::string& folder);
 
   /// Where a note goes that nobody said a folder for: the first account, its folder "Notes" or else its

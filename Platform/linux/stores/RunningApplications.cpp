@@ -1,18 +1,15 @@
 #include "Platform/linux/stores/RunningApplications.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <map>
 
 #include "Platform/Dates.h"
 #include "Platform/Desktop.h"
 #include "Platform/Files.h"
 #include "Platform/Json.h"
+#include "Platform/linux/stores/StoreLock.h"
 
 namespace {
 
@@ -38,23 +35,7 @@ Entries load() {
 
 void save(const Entries& entries) { Files::replace(file(), JsonText::writePretty(Json(entries)) + "\n"); }
 
-/// Holds other scripts off between our reading and our writing; the system frees it with the process.
-class Lock {
- public:
-  Lock() {
-    Files::createDirectories(Desktop::root());
-    const auto path = Desktop::root() / ".running.lock";
-    file_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (file_ < 0) throw FileFailure("open", path, errno);
-    while (::flock(file_, LOCK_EX) != 0 && errno == EINTR) continue;
-  }
-  ~Lock() { ::close(file_); }
-  Lock(const Lock&) = delete;
-  Lock& operator=(const Lock&) = delete;
-
- private:
-  int file_ = -1;
-};
+std::filesystem::path lockFile() { return Desktop::root() / ".running.lock"; }
 
 }  // namespace
 
@@ -71,7 +52,7 @@ bool RunningApplications::contains(std::string_view name) {
 
 void RunningApplications::add(const std::string& name) {
   if (contains(name)) return;  // nearly always, and without a write
-  const Lock lock;
+  const StoreLock lock(lockFile());
   auto entries = load();
   entries.emplace(name, Dates::iso8601(Dates::now()));
   save(entries);
@@ -79,7 +60,7 @@ void RunningApplications::add(const std::string& name) {
 
 bool RunningApplications::remove(const std::string& name) {
   if (!contains(name)) return false;
-  const Lock lock;
+  const StoreLock lock(lockFile());
   auto entries = load();
   const bool wasThere = entries.erase(name) > 0;
   if (wasThere) save(entries);
