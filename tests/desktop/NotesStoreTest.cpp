@@ -117,6 +117,19 @@ TEST_F(NotesStoreTest, deletesIntoTheTrashAndOverwritesNothingThere) {
   EXPECT_THROW(store.setBody("A/B/note.html", "x"), FileFailure);
 }
 
+TEST_F(NotesStoreTest, refusesToWriteOverWhatAnotherProgramWroteSinceTheBodyWasRead) {
+  put("notes/A/B/a.html", "mine");
+  store.setBody("A/B/a.html", store.body("A/B/a.html") + " and more");
+  store.setBody("A/B/a.html", store.body("A/B/a.html") + "!");
+  put("notes/A/B/a.html", "theirs");
+  EXPECT_THROW(store.setBody("A/B/a.html", "mine"), Error);
+  EXPECT_EQ(store.body("A/B/a.html"), "theirs");
+  store.removeNote("A/B/a.html");
+  put("notes/A/B/a.html", "another");
+  store.setBody("A/B/a.html", "new");
+  EXPECT_EQ(store.body("A/B/a.html"), "new");
+}
+
 TEST_F(NotesStoreTest, leavesWhatALinkedFolderLeadsToWhenTheLinkGoes) {
   put("../outside/note.html", "note");
   put("../outside/inner/note.html", "inner");

@@ -13,6 +13,7 @@
 #include "Platform/Text.h"
 #include "Platform/linux/stores/FileNames.h"
 #include "Platform/linux/stores/HtmlText.h"
+#include "Platform/linux/stores/StoreLock.h"
 
 namespace fs = std::filesystem;
 
@@ -146,6 +147,8 @@ Times times(const fs::path& path) {
   return {knowsBirth ? std::min(modified, instant(info.stx_btime.tv_sec, info.stx_btime.tv_nsec)) : modified, modified};
 }
 
+std::size_t mark(const std::string& bytes) { return std::hash<std::string>()(bytes); }
+
 std::string account(const std::string& path) { return path.substr(0, path.find('/')); }
 std::string folderOf(const std::string& note) { return note.substr(0, note.rfind('/')); }
 
@@ -183,6 +186,7 @@ std::string NotesStore::name(const std::string& note) const {
 
 std::string NotesStore::body(const std::string& note) const {
   const auto bytes = readWhole(file(note));
+  seen_[note] = mark(bytes);
   return std::string(parse(bytes).body);
 }
 
@@ -207,21 +211,28 @@ Dates::Instant NotesStore::modified(const std::string& note) const { return time
 
 void NotesStore::setBody(const std::string& note, string_view html) {
   const auto path = file(note);
+  const StoreLock lock(root_.parent_path() / ".notes.lock");
   const auto bytes = readWhole(path);
+  if (const auto seen = seen_.find(note); seen != seen_.end() && seen->second != mark(bytes))
+    throw Error("The note file " + path.string() +
+                " was changed by another program since it was read; nothing was written to it. Run the script again.");
   const auto old = parse(bytes);
   std::string text(old.line);
   if (text.empty()) text = createdLine(times(path).born, old.head.empty() ? charset : "");
   text.append(old.head).append(html).append(old.tail);
   Files::replace(path, text);
+  seen_[note] = mark(text);
 }
 
 std::string NotesStore::createNote(const std::string& folder, string_view html) {
   Files::createDirectories(file(folder));
   const auto text = createdLine(Dates::now(), charset) + std::string(html);
   const auto title = HtmlText::firstLine(html).value_or("New Note");
-  return folder + "/" + FileNames::firstFree(title, ".html", [&](const std::string& name) {
-           return Files::createNew(file(folder + "/" + name), text);
-         });
+  const auto path = folder + "/" + FileNames::firstFree(title, ".html", [&](const std::string& name) {
+                      return Files::createNew(file(folder + "/" + name), text);
+                    });
+  seen_.erase(path);  // of a note that another program took away
+  return path;
 }
 
 std::string NotesStore::createFolder(const std::string& parent, string_view name) {
@@ -232,6 +243,7 @@ std::string NotesStore::createFolder(const std::string& parent, string_view name
 
 std::string NotesStore::moveNote(const std::string& note, const std::string& folder) {
   if (folder == folderOf(note)) return note;
+  seen_.erase(note);  // its name may be another's soon
   const auto from = file(note);
   if (!isNote(note)) throw FileFailure("move", from, ENOENT);
   Files::createDirectories(file(folder));
@@ -246,6 +258,7 @@ std::string NotesStore::moveNote(const std::string& note, const std::string& fol
 std::optional<std::string> NotesStore::removeNote(const std::string& note) {
   const auto trash = account(note) + "/" + std::string(trashFolder);
   if (folderOf(note) != trash) return moveNote(note, trash);
+  seen_.erase(note);
   if (!Files::remove(file(note))) throw FileFailure("remove", file(note), ENOENT);
   return std::nullopt;
 }

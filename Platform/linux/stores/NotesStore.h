@@ -13,6 +13,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "Platform/Dates.h"
@@ -51,7 +52,8 @@ class NotesStore {
 
   // Changes: each is seen by other programs as a whole or not at all. Throw FileFailure.
 
-  /// Keeps what stands around the body, and when the note was created.
+  /// Keeps what stands around the body, and when the note was created. Throws Error, and leaves the file
+  /// as it is, when another program has written it since this store gave its body.
   void setBody(const std::string& note, std::string_view html);
   /// A new file, named after the title. Makes the folder when it is missing.
   std::string createNote(const std::string& folder, std::string_view html);
@@ -75,4 +77,5 @@ class NotesStore {
 
  private:
   std::filesystem::path root_;
+  mutable std::unordered_map<std::string, std::size_t> seen_;  // by note: a hash of its file as last given or written
 };
