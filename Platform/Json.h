@@ -1,4 +1,4 @@
-// JSON (RFC 8259) by nlohmann-json. `Json` sorts its keys; `OrderedJson` keeps them as they were set.
+// JSON (RFC 8259) by nlohmann-json.
 #pragma once
 
 #include <map>
@@ -7,8 +7,7 @@
 #include <string>
 #include <string_view>
 
-using Json = nlohmann::json;
-using OrderedJson = nlohmann::ordered_json;
+#include "Platform/JsonNames.h"
 
 namespace JsonText {
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "Platform/Json.h"
 #include "Platform/Text.h"
 #include "TavroCLI/Display.h"
 #include "TavroCLI/Owner.h"

@@ -8,6 +8,7 @@
 #include <iterator>
 #include <utility>
 
+#include "Platform/Json.h"
 #include "Platform/Text.h"
 
 namespace {

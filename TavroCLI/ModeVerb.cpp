@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "Platform/Files.h"
+#include "Platform/Json.h"
 #include "TavroCLI/Display.h"
 #include "TavroCLI/Nearest.h"
 #include "TavroCLI/Owner.h"

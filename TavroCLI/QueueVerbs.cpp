@@ -4,6 +4,7 @@
 #include <memory>
 #include <set>
 
+#include "Platform/Json.h"
 #include "Platform/Text.h"
 #include "TavroCLI/Catalogue.h"
 #include "TavroCLI/Display.h"

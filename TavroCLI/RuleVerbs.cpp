@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "Platform/Json.h"
 #include "Platform/Uuid.h"
 #include "TavroCLI/Catalogue.h"
 #include "TavroCLI/Display.h"

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "Platform/Json.h"
 #include "TavroCLI/Catalogue.h"
 #include "TavroCLI/Display.h"
 #include "TavroCLI/Terminal.h"

@@ -1,6 +1,7 @@
 // config.json of any bytes: reading never fails, and what was read survives writing and reading again.
 #include <string_view>
 
+#include "Platform/Json.h"
 #include "TavroCore/harness/HarnessConfig.h"
 #include "fuzz/Check.h"
 

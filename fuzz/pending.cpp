@@ -1,6 +1,7 @@
 // A file of the approval queue: it is a whole action that survives writing and reading, or none at all.
 #include <string_view>
 
+#include "Platform/Json.h"
 #include "TavroCore/harness/PendingStore.h"
 #include "fuzz/Check.h"
 

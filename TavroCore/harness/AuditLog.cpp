@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Platform/Json.h"
 #include "TavroCore/harness/TavroDB.h"
 #include "TavroCore/harness/Timestamps.h"
 #include "TavroCore/harness/Tolerant.h"

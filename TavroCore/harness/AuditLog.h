@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Json.h"
+#include "Platform/JsonNames.h"
 #include "TavroCore/harness/GRDBQueue.h"
 
 class TavroDB;

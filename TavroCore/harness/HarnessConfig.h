@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Json.h"
+#include "Platform/JsonNames.h"
 #include "TavroCore/harness/AutonomyMode.h"
 
 /// "This Mail account is to be archived over this IMAP server."

@@ -121,6 +121,9 @@ std::string queueReason(const std::string& reason, AutonomyMode mode) {
 }
 
 Result pass(const Call& call, const std::filesystem::path& configDir) {
+  // Opening the rules makes the home ready. On a first start that brings an older installation's settings over, and
+  // its owner may have locked everything.
+  RuleStore::shared();
   const HarnessConfig config = HarnessConfig::load();
   const ActionPolicy::Outcome outcome = decide(call, config);
   switch (outcome.decision) {

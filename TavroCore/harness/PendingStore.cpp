@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "Platform/Files.h"
+#include "Platform/Json.h"
 #include "TavroCore/harness/ConfigDir.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "Platform/Json.h"
+#include "Platform/JsonNames.h"
 #include "TavroCore/harness/Tool.h"
 
 struct PendingAction {

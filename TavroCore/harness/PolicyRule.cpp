@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "Platform/Json.h"
 #include "Platform/Text.h"
 
 namespace {

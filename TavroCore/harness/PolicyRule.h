@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "Platform/Json.h"
+#include "Platform/JsonNames.h"
 #include "TavroCore/harness/Tool.h"
 
 /// The arguments of one call as rules compare them: without regard to case. Thousands of rules ask for the

@@ -1,5 +1,6 @@
 #include "TavroCore/harness/RuleStore.h"
 
+#include "Platform/Json.h"
 #include "TavroCore/harness/TavroDB.h"
 #include "TavroCore/harness/Tolerant.h"
 

@@ -1,4 +1,5 @@
 // The settings: a bad field costs itself and nothing else, whatever bytes the file holds.
+#include "Platform/Json.h"
 #include "TavroCore/harness/ConfigDir.h"
 #include "TavroCore/harness/HarnessConfig.h"
 #include "tests/harness/Home.h"

@@ -1,5 +1,6 @@
 // The move of an older installation into the home: it copies, never overwrites, never deletes, and writes nothing
 // outside the home, whatever the old places hold.
+#include "Platform/Json.h"
 #include "TavroCore/harness/LoopName.h"
 #include "TavroCore/harness/TavroMigration.h"
 #include "tests/harness/Home.h"

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <thread>
 
+#include "Platform/Json.h"
 #include "TavroCore/harness/Approval.h"
 #include "tests/harness/Home.h"
 

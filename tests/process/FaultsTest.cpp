@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "Platform/Files.h"
+#include "Platform/Json.h"
 #include "tests/process/Programs.h"
 
 namespace {
@@ -94,6 +95,14 @@ TEST_F(FaultsTest, runsWithoutAHomeItCanMake) {
   const auto told = tavro({"audit"});
   EXPECT_EQ(told.status.code, 1);
   EXPECT_THAT(told.errors, testing::HasSubstr(home().string()));
+}
+
+TEST_F(FaultsTest, obeysTheSettingsOfAnOlderInstallationFromTheFirstCallOn) {
+  const auto older = scratch_ / "data" / "tavro";
+  std::filesystem::create_directories(older);
+  std::ofstream(older / "config.json") << settings;
+  Server server({{"XDG_DATA_HOME", (scratch_ / "data").string()}});
+  EXPECT_THAT(server.call("note_add", {{"title", "x"}}), testing::StartsWith("⏸ ")) << "the mode is panic";
 }
 
 TEST_F(FaultsTest, leavesAFileAloneThatIsNoDatabase) {
