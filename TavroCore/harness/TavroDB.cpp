@@ -24,7 +24,7 @@ std::shared_ptr<GRDBQueue> openIn(const std::filesystem::path& configDir) {
 
 }  // namespace
 
-TavroDB::TavroDB(std::shared_ptr<GRDBQueue> queue) : audit(queue), rules(queue), feedback(queue) {}
+TavroDB::TavroDB(const std::shared_ptr<GRDBQueue>& queue) : audit(queue), rules(queue), feedback(queue) {}
 
 TavroDB::TavroDB() : TavroDB(std::shared_ptr<GRDBQueue>(GRDBQueue::openOnDisk(filename, migrator()))) {}
 

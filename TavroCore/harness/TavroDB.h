@@ -25,7 +25,7 @@ class TavroDB {
   static std::shared_ptr<TavroDB> forProcessIfPossible() noexcept;
 
  private:
-  explicit TavroDB(std::shared_ptr<GRDBQueue> queue);
+  explicit TavroDB(const std::shared_ptr<GRDBQueue>& queue);
 
  public:
   AuditDB audit;

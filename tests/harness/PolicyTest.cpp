@@ -40,7 +40,7 @@ TEST(ActionPolicy, decidesByDenyRulesThenTheModeThenTheNarrowestRule) {
     std::vector<PolicyRule> rules;
     ActionPolicy::Decision decision;
     std::string reason;
-    std::string ruleID = "";
+    std::string ruleID;
     long long today = 0;
     long long cap = 100;
   };

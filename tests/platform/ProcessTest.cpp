@@ -19,7 +19,6 @@ namespace {
 
 using Process::LaunchFailure;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 Process::Command shell(const std::string& script) { return {.program = "/bin/sh", .arguments = {"-c", script}}; }
 
