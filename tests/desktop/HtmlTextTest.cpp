@@ -30,6 +30,7 @@ const std::vector<Case> cases = {
     {"<style>p{}</style><script>if (a</b>) </script><title>no</title>seen", "seen"},
     {"bad \xFF\xC3 bytes, <b>NUL</b> " + std::string(1, '\0'), "bad \uFFFD\uFFFD bytes, NUL \uFFFD"},
     {"<!-- never closed <div>gone</div>", ""},
+    {"a&#10;b&#32;&#9;c&#x0a;", "a b c"},
     {"one <picture>two</picture> three</p>four", "one two three\nfour"},  // its beginnings hold "<p" and "</p"
     {"kept<a href=\"never closed>gone", "kept"},
 };

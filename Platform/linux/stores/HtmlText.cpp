@@ -197,13 +197,18 @@ class LineWriter {
         blank(text[at]);
         continue;
       }
-      openLine();
-      if (text[at] == '&')
-        if (const auto length = readReference(text.substr(at + 1), out_)) {
-          at += length;
-          continue;
-        }
-      out_ += text[at];
+      std::string referred;
+      const auto length = text[at] == '&' ? readReference(text.substr(at + 1), referred) : 0;
+      if (length > 0 && isBlank(referred.front())) {
+        blank(referred.front());  // "&#10;" is white space like any other
+      } else {
+        openLine();
+        if (length > 0)
+          out_ += referred;
+        else
+          out_ += text[at];
+      }
+      at += length;
     }
   }
 
