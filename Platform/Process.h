@@ -5,6 +5,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -29,6 +30,10 @@ class LaunchFailure : public Error {
   Stage stage_;
   int errorNumber_;
 };
+
+/// Bytes of the longest single argument that a child can be given on every system that we run on (Linux's
+/// MAX_ARG_STRLEN of 32 pages, less the NUL at its end).
+inline constexpr std::size_t longestArgument = 131071;
 
 enum class Output { inherit, capture, discard };
 

@@ -1,0 +1,63 @@
+// Mail on disk: mail/<account>/account.json, and below mail/<account>/ one Maildir a mailbox, in either of the two
+// layouts that programs write. mbsync's: INBOX/, Archive/2025/. Maildir++ (Dovecot, Courier): the account's directory
+// is itself the inbox, and .Archive.2025/ lies in it.
+//
+//   { "emails": ["Ann Lee <ann@work.example>"], "server": "imap.work.example", "send": "msmtp -a work -t -i" }
+//
+// Every field may be left out, and so may the file: a directory with a Maildir in it is an account.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/linux/stores/Maildir.h"
+
+struct MailAccount {
+  std::string directory;            // its name below mail/, and its identity
+  std::string name;                 // "name", else the directory
+  std::vector<std::string> emails;  // "emails": plain addresses; the first is what new mail is from
+  std::string fullName;             // "fullName", else what stands before the first address of "emails"
+  std::string userName;             // "userName", else the first address
+  std::string server;               // "server": the IMAP server's name
+  int port = 0;                     // "port"; 0 when not told
+  std::string send;                 // "send": a shell command that takes one message on standard input
+};
+
+/// The mailboxes that Mail gives a meaning.
+enum class MailboxRole { inbox, drafts, sent, trash, junk };
+
+struct MailboxPlace {
+  std::string account;  // directory
+  std::string name;     // as Mail shows it: "INBOX", "Archive/2025"
+  std::filesystem::path directory;
+};
+
+class MailStore {
+ public:
+  static constexpr std::string_view defaultSend = "sendmail -t -i";
+
+  explicit MailStore(std::filesystem::path root);
+
+  /// The accounts, sorted by directory. A directory that can't be read, an account.json that isn't a JSON object and
+  /// a field of the wrong kind cost only themselves.
+  std::vector<MailAccount> accounts() const;
+
+  /// The account's mailboxes, INBOX first, the others sorted by name. Names on disk are decoded from IMAP's modified
+  /// UTF-7 (RFC 3501, 5.1.3) where they are valid in it.
+  std::vector<MailboxPlace> mailboxes(const std::string& account) const;
+
+  /// The mailbox that plays this part: the one that account.json names ("drafts", "sent", "trash", "junk"), else one
+  /// of a customary name ("Trash", "Deleted Items", ...), else where it will be once `Maildir::create` made it, in the
+  /// account's own layout.
+  MailboxPlace special(const std::string& account, MailboxRole role) const;
+  /// The part that a mailbox plays, if any.
+  std::optional<MailboxRole> role(const MailboxPlace& place) const;
+
+  const std::filesystem::path& root() const { return root_; }
+
+ private:
+  std::filesystem::path root_;
+};

@@ -1,0 +1,65 @@
+// One mailbox on disk, a Maildir as Dovecot, mbsync and Postfix keep it (https://cr.yp.to/proto/maildir.html): a
+// directory with tmp/, new/ and cur/, one message a file,
+//
+//   cur/1773480413.M20046P2137.host,S=4711:2,FS
+//       `--------------- unique ---------' `flags
+//
+// Other programs rename, move and remove files at any time. So a message is known by the unique part of its name, and
+// every operation looks the file up again when it isn't where it was.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/Dates.h"
+
+class Maildir {
+ public:
+  // Flags, in capitals (D draft, F flagged, P passed on, R replied, S seen, T trashed); small letters are keywords,
+  // whose names stand in the file `dovecot-keywords`.
+  struct Entry {
+    std::string unique;
+    std::string flags;   // sorted, each once
+    bool isNew = false;  // in new/: no program has shown it yet
+  };
+
+  static bool isMaildir(const std::filesystem::path& directory) noexcept;
+
+  explicit Maildir(std::filesystem::path directory);
+  const std::filesystem::path& directory() const { return directory_; }
+
+  /// Makes the directories that are missing. Throws FileFailure.
+  void create() const;
+
+  /// Every message, in no order; each once, even when it is renamed while we read. Throws FileFailure when a
+  /// directory can't be read.
+  std::vector<Entry> entries() const;
+  /// The message as it is now; nothing when it is gone.
+  std::optional<Entry> find(const std::string& unique) const;
+  std::filesystem::path file(const Entry& entry) const;
+
+  /// The time of delivery that a unique name begins with; nothing when it has none.
+  static std::optional<Dates::Instant> delivered(std::string_view unique);
+
+  // Changes. Each finds a renamed file again; nothing (or false) when the message is gone. Throw FileFailure.
+
+  /// Writes a message as a whole: through tmp/, flushed, then renamed into cur/. Returns its entry.
+  Entry deliver(std::string_view bytes, std::string_view flags, Dates::Instant received) const;
+  /// Adds and removes flags by renaming. A message of new/ goes to cur/.
+  std::optional<Entry> changeFlags(const Entry& entry, std::string_view added, std::string_view removed) const;
+  /// Moves the message to another mailbox, under a fresh unique name that keeps the delivery time (mbsync's ",U="
+  /// belongs to the old place); its keywords keep their meaning.
+  std::optional<Entry> moveTo(const Maildir& destination, const Entry& entry) const;
+  bool remove(const Entry& entry) const;
+
+  /// The flag letter of a keyword such as "$Junk"; nothing when this mailbox has none for it.
+  std::optional<char> keyword(std::string_view name) const;
+  /// As `keyword`; a name without a letter gets the next free one. Nothing when all 26 are taken.
+  std::optional<char> keywordOrNew(std::string_view name) const;
+
+ private:
+  std::filesystem::path directory_;
+};

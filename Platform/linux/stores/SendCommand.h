@@ -1,0 +1,13 @@
+// Hands a message to the account's send command, a shell line such as "msmtp -a work -t -i".
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace SendCommand {
+
+/// Runs the command with the message on its standard input. Throws Error that says how it ended and what it wrote
+/// last: "msmtp -t ended with status 75: msmtp: cannot connect to mail.example: Connection refused".
+void send(const std::string& command, std::string_view message);
+
+}  // namespace SendCommand

@@ -1,0 +1,53 @@
+// Takes messages out of a Gmail account's INBOX over IMAP4rev1 (RFC 3501, with MOVE of RFC 6851), and tests a login.
+// It knows no more of IMAP than that: no literals, no IDLE, no fetch. Every call makes a connection of its own, with
+// TLS from the first byte, and blocks; each single wait is limited to 20 seconds.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Platform/Error.h"
+#include "Platform/TlsStream.h"
+
+class IMAPClient {
+ public:
+  class IMAPError : public Error {
+   public:
+    static IMAPError connect(const std::string& text);  // "imap connect: <text>"
+    static IMAPError timeout(const std::string& text);  // "imap timeout: <text>"
+    static IMAPError server(const std::string& text);   // "imap server: <text>"
+
+   private:
+    using Error::Error;
+  };
+
+  /// Moves the INBOX's messages with these Message-IDs (with or without angle brackets) to the All Mail folder and
+  /// returns how many went. One that isn't there counts nothing. What was moved before a failure stays moved. Throws
+  /// IMAPError.
+  static int archiveByMessageID(const std::string& host, std::uint16_t port, const std::string& email,
+                                const std::string& password, const std::vector<std::string>& messageIDs);
+  /// Connects, logs in and out. Throws IMAPError.
+  static void verifyLogin(const std::string& host, std::uint16_t port, const std::string& email,
+                          const std::string& password);
+
+  /// Port 0 dials 993. Nothing is sent yet.
+  IMAPClient(const std::string& host, std::uint16_t port, double ioTimeout);
+
+  void close() noexcept;
+
+ private:
+  void open();
+  void login(const std::string& email, const std::string& password);
+  std::string findAllMailFolder();
+  std::vector<std::uint64_t> uidSearchByMessageID(const std::string& id);
+  std::string command(const std::string& text);
+  void rawSend(const std::string& text);
+  void fill();
+
+  std::unique_ptr<TlsStream> conn;
+  TlsStream::Limit ioTimeout;
+  int tagSeq = 0;
+  std::string buffer;
+};

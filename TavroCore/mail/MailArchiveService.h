@@ -1,0 +1,34 @@
+// Archives mail by one of two roads: Gmail, and any account of the settings' `imapAccounts`, over IMAP; every other
+// account by moving the messages to its mailbox "Archive".
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Platform/Error.h"
+#include "TavroCore/harness/HarnessConfig.h"
+#include "TavroCore/harness/Tool.h"
+
+namespace MailArchiveService {
+
+class ArchiveError : public Error {
+ public:
+  static ArchiveError missingCredential(const std::string& email);
+  static ArchiveError osascript(const std::string& text);
+  static ArchiveError imap(const std::string& text);
+
+ private:
+  using Error::Error;
+};
+
+inline constexpr const char* fallbackArchiveMailbox = "Archive";
+
+/// The work of mail.archive. Throws Error.
+std::string archive(const Arguments& args);
+/// Where the account's messages would go, for a preview.
+std::string destinationLabel(const std::string& account);
+
+/// The server that archives an account of this e-mail address: of the settings, else Gmail's; for testing a login.
+std::optional<IMAPArchiveAccount> imapAccountWithEmail(const std::string& email);
+
+}  // namespace MailArchiveService
