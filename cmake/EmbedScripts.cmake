@@ -1,6 +1,6 @@
 # Writes ${OUT}.h and ${OUT}.cpp with one constant a script of ${FOLDER}. A line "-- include: NAME" in a
-# script is replaced by fragments/NAME.applescript. The whole texts also go to ${OUT}/, for people and
-# checkers to read.
+# script is replaced by fragments/NAME.applescript, indented as the line is. The whole texts also go to
+# ${OUT}/, for people and checkers to read.
 file(GLOB scripts ${FOLDER}/*.applescript)
 list(SORT scripts)
 set(header "// Made from TavroCore/${DOMAIN}/scripts at build time.\n#pragma once\n\nnamespace ${NAME} {\n\n")
@@ -8,10 +8,13 @@ set(source "#include \"TavroCore/${DOMAIN}/${NAME}.h\"\n\nnamespace ${NAME} {\n\
 foreach(script ${scripts})
   get_filename_component(stem ${script} NAME_WE)
   file(READ ${script} text)
-  while(text MATCHES "-- include: ([A-Za-z]+)\n")
-    set(fragment ${CMAKE_MATCH_1})
-    file(READ ${FOLDER}/fragments/${fragment}.applescript included)
-    string(REPLACE "-- include: ${fragment}\n" "${included}" text "${text}")
+  while(text MATCHES "(\t*)-- include: ([A-Za-z]+)\n")
+    set(line "${CMAKE_MATCH_0}")
+    set(indent "${CMAKE_MATCH_1}")
+    file(READ ${FOLDER}/fragments/${CMAKE_MATCH_2}.applescript included)
+    string(REPLACE "\n" "\n${indent}" included "${indent}${included}")
+    string(REGEX REPLACE "\t+$" "" included "${included}")
+    string(REPLACE "${line}" "${included}" text "${text}")
   endwhile()
   file(WRITE ${OUT}/${stem}.applescript "${text}")
   string(APPEND header "extern const char* const ${stem}Script;\n")

@@ -1,0 +1,25 @@
+// What the mail tools have in common: how a call becomes a script with its positional arguments. The order of the
+// checks is the order in which the functions name them.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "TavroCore/harness/Tool.h"
+
+namespace MailTools {
+
+/// Requires account and mailbox. Gives them and the eleven filters.
+Script onMailbox(const char* script, const Arguments& args);
+/// Requires a filter, then as `onMailbox`.
+Script onMatches(const char* script, const Arguments& args);
+/// Requires subject or subjectContains, account and mailbox. Gives account, mailbox, subject, subjectContains, from.
+Script onNewestMatch(const char* script, const Arguments& args);
+
+/// Throws ToolError for a blank body: who would notice that nothing came? Else the body as it is.
+const std::string& validatedNotifyBody(const Arguments& args);
+
+/// The tools, with checks that also refuse an argument that is too long for a process.
+std::vector<Tool> withinArgumentLength(std::vector<Tool> tools);
+
+}  // namespace MailTools
