@@ -4,6 +4,9 @@
 
 #include <string>
 
+/// Begins a function that a module offers; everything else in it is the module's own.
+#define TAVRO_PLUG_IN extern "C" __attribute__((visibility("default")))
+
 namespace PlugIn {
 
 /// The function `symbol` of <bundle>/Contents/PlugIns/<name>.so, which stays loaded. Throws Error with the

@@ -3,9 +3,11 @@
 // TLS from the first byte, and blocks; each single wait is limited to 20 seconds.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "Platform/Error.h"
@@ -13,6 +15,7 @@
 
 class IMAPClient {
  public:
+  /// A server's refusal is told in its own words, less the password.
   class IMAPError : public Error {
    public:
     static IMAPError connect(const std::string& text);  // "imap connect: <text>"
@@ -20,19 +23,23 @@ class IMAPClient {
     static IMAPError server(const std::string& text);   // "imap server: <text>"
 
    private:
-    using Error::Error;
+    explicit IMAPError(const std::string& description) : Error(description) {}
   };
 
+  /// A server that answers one command with more bytes than this gets an IMAPError. It is enough for the names of
+  /// some 100,000 mailboxes.
+  static constexpr std::size_t longestReply = 8 << 20;
+
   /// Moves the INBOX's messages with these Message-IDs (with or without angle brackets) to the All Mail folder and
-  /// returns how many went. One that isn't there counts nothing. What was moved before a failure stays moved. Throws
-  /// IMAPError.
+  /// returns how many went. One that isn't there counts nothing; neither does a text that can be no Message-ID. What
+  /// was moved before a failure stays moved. Throws IMAPError.
   static int archiveByMessageID(const std::string& host, std::uint16_t port, const std::string& email,
                                 const std::string& password, const std::vector<std::string>& messageIDs);
   /// Connects, logs in and out. Throws IMAPError.
   static void verifyLogin(const std::string& host, std::uint16_t port, const std::string& email,
                           const std::string& password);
 
-  /// Port 0 dials 993. Nothing is sent yet.
+  /// Port 0 dials 993. Nothing is sent yet. Throws IMAPError when this machine has no TLS to offer.
   IMAPClient(const std::string& host, std::uint16_t port, double ioTimeout);
 
   void close() noexcept;
@@ -42,12 +49,19 @@ class IMAPClient {
   void login(const std::string& email, const std::string& password);
   std::string findAllMailFolder();
   std::vector<std::uint64_t> uidSearchByMessageID(const std::string& id);
+  void logout() noexcept;
+
+  /// The server's whole reply to a command, the untagged lines before the tagged one included.
   std::string command(const std::string& text);
+  std::string_view taggedLine(std::string_view tag);
+  std::size_t endOfLine(std::size_t begin);
+  std::string withoutPassword(std::string_view line) const;
   void rawSend(const std::string& text);
   void fill();
 
   std::unique_ptr<TlsStream> conn;
   TlsStream::Limit ioTimeout;
   int tagSeq = 0;
-  std::string buffer;
+  std::string buffer;  // bytes as they came; a character may still lack its end
+  std::string secret;  // the password, kept to be left out of what the server says
 };
