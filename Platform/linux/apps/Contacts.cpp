@@ -340,22 +340,7 @@ Value Contacts::execute(const Command& command) {
   DesktopValues::notUnderstood(command);
 }
 
-void setAll(Object& object, const ClassTerm& term, const Record& properties) {
-  for (const auto& [label, value] : properties) {
-    const auto& known = term.properties;
-    const auto isThis = [&name = label](const PropertyTerm& property) {
-      return property.writable && property.name == name;
-    };
-    if (std::none_of(known.begin(), known.end(), isThis))
-      throw ScriptError(ErrorNumber::cannotSet, "Can’t set " + label + " of a new " + term.name + ".");
-    object.setProperty(label, value);
-  }
-}
-
 ObjectPtr Contacts::make(const DesktopValues::Making& making) {
-  const auto& classes = dictionary().classes;
-  const auto term =
-      std::find_if(classes.begin(), classes.end(), [&](const auto& one) { return one.name == making.className; });
   const auto person = std::dynamic_pointer_cast<Person>(making.place);
   ObjectPtr made;
   if (making.className == "person")
@@ -364,7 +349,7 @@ ObjectPtr Contacts::make(const DesktopValues::Making& making) {
     made = person->add(making.className);
   else
     throw ScriptError(ErrorNumber::handlerFailed, "Can’t make a new " + making.className + " there.");
-  setAll(*made, *term, making.properties);
+  DesktopValues::setAll(*made, making.properties);
   return made;
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "Platform/linux/applescript/Calendar.h"
+#include "Platform/linux/applescript/Schema.h"
 #include "Platform/linux/stores/RunningApplications.h"
 
 using namespace AppleScript;
@@ -120,6 +121,16 @@ Making making(const Command& command) {
     result.properties = *properties->record();
   if (!result.place) notUnderstood(command);
   return result;
+}
+
+void setAll(Object& made, const Record& properties) {
+  const auto& schema = Schema::of(made.application());
+  for (const auto& [label, value] : properties) {
+    const auto term = schema.property(made.className(), label);
+    if (!term || !term->writable)
+      throw ScriptError(ErrorNumber::cannotSet, "Can’t set " + label + " of a new " + made.className() + ".");
+    made.setProperty(label, value);
+  }
 }
 
 }  // namespace DesktopValues

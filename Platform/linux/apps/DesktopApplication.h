@@ -74,4 +74,7 @@ struct Making {
 };
 Making making(const AppleScript::Command& command);
 
+/// Sets the properties of something new. Throws -10006 for one that its class doesn't let a script set.
+void setAll(AppleScript::Object& made, const AppleScript::Record& properties);
+
 }  // namespace DesktopValues
