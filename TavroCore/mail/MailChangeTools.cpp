@@ -53,12 +53,17 @@ std::optional<std::string> junkPreview(const Arguments& args) {
   return MailCriteria::impact(args, "", arrow + std::string(isOn(args, "junk") ? "junk" : "not junk"));
 }
 
-/// Only a check: which road the messages take is seen when they go.
 Script checkArchive(const Arguments& args) {
   requiredArgument(args, "account");
   MailCriteria::reqFilter(args);
   MailCriteria::criteriaArgv(args);
   return {};
+}
+
+/// Checks again: an approved action runs without `build`, and without a filter the whole inbox would go.
+std::string archive(const Arguments& args) {
+  checkArchive(args);
+  return MailArchiveService::archive(args);
 }
 
 std::optional<std::string> archivePreview(const Arguments& args) {
@@ -91,7 +96,7 @@ std::vector<Tool> MailTools::changing() {
                      "). Gmail removes \\Inbox over IMAP (transparent); other accounts move to \"Archive\". Approval.",
           .effect = Effect::destructive,
           .build = checkArchive,
-          .nativeRun = MailArchiveService::archive,
+          .nativeRun = archive,
           .preview = archivePreview,
       },
       {
