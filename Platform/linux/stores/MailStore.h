@@ -1,6 +1,6 @@
 // Mail on disk: mail/<account>/account.json, and below mail/<account>/ one Maildir a mailbox, in either of the two
-// layouts that programs write. mbsync's: INBOX/, Archive/2025/. Maildir++ (Dovecot, Courier): the account's directory
-// is itself the inbox, and .Archive.2025/ lies in it.
+// layouts that programs write, or both. mbsync's: INBOX/, Archive/2025/. Maildir++ (Dovecot, Courier): the account's
+// directory is itself the inbox, and .Archive.2025/ lies in it.
 //
 //   { "emails": ["Ann Lee <ann@work.example>"], "server": "imap.work.example", "send": "msmtp -a work -t -i" }
 //
@@ -18,7 +18,8 @@
 struct MailAccount {
   std::string directory;            // its name below mail/, and its identity
   std::string name;                 // "name", else the directory
-  std::vector<std::string> emails;  // "emails": plain addresses; the first is what new mail is from
+  std::vector<std::string> emails;  // "emails": plain addresses, the first is what new mail is from; else the directory
+                                    // where that is an address
   std::string fullName;             // "fullName", else what stands before the first address of "emails"
   std::string userName;             // "userName", else the first address
   std::string server;               // "server": the IMAP server's name
@@ -31,8 +32,9 @@ enum class MailboxRole { inbox, drafts, sent, trash, junk };
 
 struct MailboxPlace {
   std::string account;  // directory
-  std::string name;     // as Mail shows it: "INBOX", "Archive/2025"
+  std::string name;     // as Mail shows it: "INBOX", "Archive/2025"; each once in an account
   std::filesystem::path directory;
+  std::optional<MailboxRole> role;
 };
 
 class MailStore {
@@ -46,15 +48,14 @@ class MailStore {
   std::vector<MailAccount> accounts() const;
 
   /// The account's mailboxes, INBOX first, the others sorted by name. Names on disk are decoded from IMAP's modified
-  /// UTF-7 (RFC 3501, 5.1.3) where they are valid in it.
+  /// UTF-7 where they are valid in it. Two directories that read alike get different names. A role is played by the
+  /// mailbox that account.json names ("drafts", "sent", "trash", "junk"), else by the first of a customary name
+  /// ("Trash", "Deleted Items", ...), else by none. Each directory is visited once, so links may lead anywhere.
   std::vector<MailboxPlace> mailboxes(const std::string& account) const;
 
-  /// The mailbox that plays this part: the one that account.json names ("drafts", "sent", "trash", "junk"), else one
-  /// of a customary name ("Trash", "Deleted Items", ...), else where it will be once `Maildir::create` made it, in the
-  /// account's own layout.
+  /// The mailbox that plays this part; when there is none, where it will be once `Maildir::create` or a delivery made
+  /// it, in the account's own layout.
   MailboxPlace special(const std::string& account, MailboxRole role) const;
-  /// The part that a mailbox plays, if any.
-  std::optional<MailboxRole> role(const MailboxPlace& place) const;
 
   const std::filesystem::path& root() const { return root_; }
 
