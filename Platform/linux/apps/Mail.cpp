@@ -17,7 +17,7 @@ namespace MailApplication {
 namespace {
 
 Dictionary mailDictionary() {
-  const auto recipient = [](std::string line) {
+  const auto recipient = [](const std::string& line) {
     return ClassTerm{.name = line + " recipient", .plural = line + " recipients", .inherits = "recipient"};
   };
   const std::vector<std::string> recipients = {"recipient", "to recipient", "cc recipient", "bcc recipient"};

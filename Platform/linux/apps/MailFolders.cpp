@@ -101,6 +101,10 @@ std::string Letter::source() {
   });
 }
 
+void Letter::copyTo(const fs::path& newFile) {
+  reading([&](const fs::path& file) { Files::copy(file, newFile); });
+}
+
 std::string Letter::text() {
   return reading([](const fs::path& file) { return Mime::Message(file).text(); });
 }
@@ -139,7 +143,7 @@ void Letter::changeFlags(std::string_view added, std::string_view removed) {
 }
 
 /// All in one renaming. A keyword that this mailbox has no flag for needn't be removed.
-void Letter::changeKeywords(std::vector<std::string_view> added, std::vector<std::string_view> removed,
+void Letter::changeKeywords(const std::vector<std::string_view>& added, const std::vector<std::string_view>& removed,
                             std::string flags) {
   std::string gone;
   for (const auto name : added) flags += folder->keywordOrNew(name);
@@ -159,7 +163,7 @@ void Letter::setFlagIndex(int index) {
   if (index < 0) return changeFlags("", "F");
   std::vector<std::string_view> set, clear;
   for (std::size_t bit = 0; bit < colorBits.size(); ++bit) (index >> bit & 1 ? set : clear).push_back(colorBits[bit]);
-  changeKeywords(std::move(set), std::move(clear), "F");
+  changeKeywords(set, clear, "F");
 }
 
 /// A move to where it is would be taken for one that took it away.

@@ -45,6 +45,7 @@ struct Letter {
   // All of these read the file.
   std::string headerBytes();
   std::string source();
+  void copyTo(const std::filesystem::path& newFile);
   std::string text();
   std::vector<Mime::Attachment> attachments();
   std::string attachmentBytes(std::size_t index);
@@ -61,7 +62,8 @@ struct Letter {
  private:
   [[noreturn]] void isGone() const;
   bool hasKeyword(std::string_view name) const;
-  void changeKeywords(std::vector<std::string_view> added, std::vector<std::string_view> removed, std::string flags);
+  void changeKeywords(const std::vector<std::string_view>& added, const std::vector<std::string_view>& removed,
+                      std::string flags);
   template <class Work>
   auto reading(Work work) -> decltype(work(std::filesystem::path()));
 };

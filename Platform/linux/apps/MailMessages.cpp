@@ -255,12 +255,16 @@ std::vector<ObjectPtr> Message::elements(std::string_view className) {
 /// A copy, so that no viewer changes the message, in a directory of its own that nobody else can look into. It stays
 /// for as long as the system keeps temporary files: the viewer may take its time.
 void Message::open() {
-  const auto bytes = letter->source();
   std::string directory = Environment::temporaryDirectory() / "tavro-mail-XXXXXX";
   if (::mkdtemp(directory.data()) == nullptr) throw FileFailure("create", directory, errno);
   const auto copy = fs::path(directory) / (FileNames::safe(letter->summary.subject) + ".eml");
-  Files::replace(copy, bytes);
-  Presenter::open(copy);
+  try {
+    letter->copyTo(copy);
+    Presenter::open(copy);
+  } catch (...) {
+    Files::remove(directory);
+    throw;
+  }
 }
 
 }  // namespace MailApplication

@@ -4,7 +4,6 @@
 #include "Platform/Text.h"
 #include "Platform/linux/apps/Mail.h"
 
-namespace fs = std::filesystem;
 using namespace AppleScript;
 
 namespace MailApplication {
@@ -16,6 +15,7 @@ Value OutgoingMessage::property(std::string_view name) {
   if (name == "content") return ObjectPtr(std::make_shared<OutgoingText>(mail_, draft));
   if (name == "visible") return draft->isVisible;
   if (name == "id") return draft->id;
+  if (name != "sender") return Missing();
   const auto sender = Post::sender(mail_, *draft);
   return sender ? Mime::display(sender->address) : "";
 }
