@@ -6,6 +6,7 @@
 #include "TavroCore/harness/TavroGuides.h"
 #include "TavroCore/mail/ContactTools.h"
 #include "TavroCore/mail/DesktopTools.h"
+#include "TavroCore/mail/MailTools.h"
 #include "TavroCore/mail/NoteTools.h"
 
 namespace Tools {
@@ -32,9 +33,13 @@ std::vector<Tool> concatenate(std::initializer_list<std::vector<Tool>> domains) 
 
 const std::vector<Tool>& all() {
   static const std::vector<Tool> catalogue = concatenate({
-      NoteTools::all(),     // note.*
-      ContactTools::all(),  // contact.*
-      DesktopTools::all(),  // finder.reveal, app.quit
+      MailTools::reading(),
+      MailTools::composing(),
+      MailTools::answering(),
+      MailTools::changing(),
+      NoteTools::all(),
+      ContactTools::all(),
+      DesktopTools::all(),
       {howItWorks},
   });
   return catalogue;
