@@ -104,7 +104,7 @@ TEST_F(MaildirTest, listsEachMessageOnceWhileOthersAreMoving) {
     }
   });
   std::vector<std::size_t> wrong;
-  for (int round = 0; round < 100; ++round) {
+  for (int round = 0; round < 50; ++round) {
     const auto found = uniques();
     if (found.size() != count || std::set(found.begin(), found.end()).size() != count) wrong.push_back(found.size());
   }

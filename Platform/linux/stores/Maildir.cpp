@@ -92,12 +92,18 @@ class Listing {
 /// A name that was read, and in which reading last.
 struct Sighting {
   std::string name;
+  std::size_t baseSize = 0;
   bool isNew = false;
   int reading = 0;
 
-  string_view base() const { return MaildirName::base(name); }
+  string_view base() const { return string_view(name).substr(0, baseSize); }
   string_view unique() const { return MaildirName::split(name).unique; }
   fs::path below(const fs::path& mailbox) const { return mailbox / (isNew ? "new" : "cur") / name; }
+};
+
+struct Reading {
+  int number = 0;
+  bool isQuiet = false;  // nothing changed meanwhile
 };
 
 /// One reading of new/ and then cur/, the way that messages go. False when something changed meanwhile, so that a
@@ -112,7 +118,10 @@ bool readOnce(const fs::path& mailbox, int reading, const Wanted& wanted, std::v
   for (const auto* listing : {&fresh, &current})
     listing->messages([&](string_view name) {
       if (wanted(name))
-        sightings.push_back({.name = std::string(name), .isNew = listing == &fresh, .reading = reading});
+        sightings.push_back({.name = std::string(name),
+                             .baseSize = MaildirName::base(name).size(),
+                             .isNew = listing == &fresh,
+                             .reading = reading});
     });
   return fresh.isUnchanged() && current.isUnchanged();
 }
@@ -134,14 +143,15 @@ std::vector<Sighting> present(std::vector<Sighting> names, const fs::path& mailb
 }
 
 /// The entries of the messages that were seen under the names of one base. Usually that is one name.
-void settle(std::vector<Sighting> names, int lastReading, const fs::path& mailbox, std::vector<Entry>& entries) {
+void settle(std::vector<Sighting> names, const Reading& last, const fs::path& mailbox, std::vector<Entry>& entries) {
   const auto sameName = [](const auto& a, const auto& b) { return a.name == b.name && a.isNew == b.isNew; };
   names.erase(std::unique(names.begin(), names.end(), sameName), names.end());
   const auto latest =
       *std::max_element(names.begin(), names.end(), [](const auto& a, const auto& b) { return a.reading < b.reading; });
-  if (names.size() > 1 || latest.reading < lastReading) names = present(std::move(names), mailbox);
-  // Renamed at each look: seen a moment ago, it is somewhere. Were it gone, whoever opens it would find out.
-  if (names.empty() && latest.reading + 1 >= lastReading) names = {latest};
+  if (names.size() > 1 || latest.reading < last.number) names = present(std::move(names), mailbox);
+  // Renamed at each look, or gone: only a reading that nothing disturbed can tell. Whoever opens a message that is gone
+  // finds out, but nobody finds one that we kept quiet about.
+  if (names.empty() && (!last.isQuiet || latest.reading == last.number)) names = {latest};
   std::stable_sort(names.begin(), names.end(), [](const auto& a, const auto& b) { return a.unique() < b.unique(); });
   for (const auto& name : names)
     if (&name == &names.front() || name.unique() != (&name - 1)->unique()) entries.push_back(entryOf(name));
@@ -160,15 +170,18 @@ bool comesBefore(const Sighting& a, const Sighting& b) {
 template <typename Wanted, typename IsEnough>
 std::vector<Entry> readMessages(const fs::path& mailbox, const Wanted& wanted, const IsEnough& isEnough) {
   std::vector<Sighting> sightings;
-  int reading = 1;
-  while (!readOnce(mailbox, reading, wanted, sightings) && !isEnough(sightings) && reading < mostReadings) ++reading;
+  Reading last;
+  do {
+    ++last.number;
+    last.isQuiet = readOnce(mailbox, last.number, wanted, sightings);
+  } while (!last.isQuiet && !isEnough(sightings) && last.number < mostReadings);
   std::sort(sightings.begin(), sightings.end(), comesBefore);
   std::vector<Entry> entries;
   entries.reserve(sightings.size());
   for (auto begin = sightings.begin(); begin != sightings.end();) {
     const auto end =
         std::find_if(begin, sightings.end(), [&](const auto& next) { return next.base() != begin->base(); });
-    settle({std::make_move_iterator(begin), std::make_move_iterator(end)}, reading, mailbox, entries);
+    settle({std::make_move_iterator(begin), std::make_move_iterator(end)}, last, mailbox, entries);
     begin = end;
   }
   return entries;

@@ -60,7 +60,11 @@ Parts split(string_view name) {
   return {name.substr(0, colon), name.substr(colon)};
 }
 
-string_view base(string_view unique) { return unique.substr(0, unique.find_first_of(",:")); }
+string_view base(string_view unique) {
+  std::size_t end = 0;  // by hand: find_first_of asks memchr once a character
+  while (end < unique.size() && unique[end] != ',' && unique[end] != ':') ++end;
+  return unique.substr(0, end);
+}
 
 std::string flags(string_view info) { return sortedLetters(std::string(letters(info))); }
 
