@@ -3,10 +3,13 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/select.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 
 #include "Platform/Environment.h"
@@ -36,6 +39,7 @@ class Conversation {
   Conversation(const Conversation&) = delete;
   Conversation& operator=(const Conversation&) = delete;
 
+  int input() const { return terminal_ >= 0 ? terminal_ : STDIN_FILENO; }
   bool possible() const { return terminal_ >= 0 || ::isatty(STDIN_FILENO) != 0; }
   void write(std::string_view text) const { writeAll(terminal_ >= 0 ? terminal_ : STDERR_FILENO, text); }
   std::size_t columns() const {
@@ -47,10 +51,9 @@ class Conversation {
   }
   /// A line without its break; what comes after the first hundred bytes is dropped.
   std::string readLine() const {
-    const int descriptor = terminal_ >= 0 ? terminal_ : STDIN_FILENO;
     std::string line;
     for (char byte = 0; byte != '\n';) {
-      const ssize_t count = ::read(descriptor, &byte, 1);
+      const ssize_t count = ::read(input(), &byte, 1);
       if (count < 0 && errno == EINTR) continue;
       if (count <= 0) return {};  // an answer that was never finished is none
       if (byte != '\n' && line.size() < 100) line += byte;
@@ -61,6 +64,63 @@ class Conversation {
  private:
   int terminal_;
 };
+
+/// While it lives, what is typed isn't shown. Signals that would leave the terminal so come through only while a
+/// line is waited for, and end the waiting; what they ask for is left to the caller, once this is gone.
+class HiddenTyping {
+ public:
+  explicit HiddenTyping(int terminal) : terminal_(terminal) {
+    sigset_t held;
+    sigemptyset(&held);
+    for (const int signal : signals) sigaddset(&held, signal);
+    ::sigprocmask(SIG_BLOCK, &held, &maskBefore_);
+    struct sigaction catching {};
+    catching.sa_handler = [](int signal) { caught_ = signal; };
+    for (std::size_t i = 0; i < signals.size(); ++i) ::sigaction(signals[i], &catching, &actionsBefore_[i]);
+    caught_ = 0;
+    if (::tcgetattr(terminal_, &modesBefore_) != 0) return;
+    termios hidden = modesBefore_;
+    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    hidden.c_lflag |= ECHONL;
+    changed_ = ::tcsetattr(terminal_, TCSAFLUSH, &hidden) == 0;
+  }
+  ~HiddenTyping() {
+    if (changed_) ::tcsetattr(terminal_, TCSAFLUSH, &modesBefore_);
+    for (std::size_t i = 0; i < signals.size(); ++i) ::sigaction(signals[i], &actionsBefore_[i], nullptr);
+    ::sigprocmask(SIG_SETMASK, &maskBefore_, nullptr);
+  }
+  HiddenTyping(const HiddenTyping&) = delete;
+  HiddenTyping& operator=(const HiddenTyping&) = delete;
+
+  /// The signal that broke the last one off; 0 when none did.
+  static int caught() { return caught_; }
+
+  std::optional<std::string> readLine() const {
+    std::string line;
+    for (char byte = 0; waitForInput() && ::read(terminal_, &byte, 1) == 1; line += byte)
+      if (byte == '\n') return line;
+    return std::nullopt;
+  }
+
+ private:
+  bool waitForInput() const {
+    fd_set inputs;
+    FD_ZERO(&inputs);
+    FD_SET(terminal_, &inputs);
+    return ::pselect(terminal_ + 1, &inputs, nullptr, nullptr, nullptr, &maskBefore_) == 1;
+  }
+
+  static constexpr std::array signals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP};
+  static volatile std::sig_atomic_t caught_;
+
+  int terminal_;
+  bool changed_ = false;
+  termios modesBefore_{};
+  sigset_t maskBefore_{};
+  std::array<struct sigaction, signals.size()> actionsBefore_{};
+};
+
+volatile std::sig_atomic_t HiddenTyping::caught_ = 0;
 
 bool wantsColour() {
   return Terminal::outputIsTerminal() && !Environment::value("NO_COLOR") && Environment::value("TERM") != "dumb";
@@ -102,6 +162,43 @@ bool ask(std::string_view matter, std::string_view question) {
   conversation.write(Display::harmless(question) + " [y/N] ");
   const std::string answer = Text::lowercase(Text::trim(conversation.readLine()));
   return answer == "y" || answer == "yes";
+}
+
+std::optional<std::string> askHidden(std::string_view question) {
+  const Conversation conversation;
+  for (;;) {
+    std::optional<std::string> line;
+    {
+      const HiddenTyping hidden(conversation.input());
+      conversation.write(Display::harmless(question) + " ");
+      line = hidden.readLine();
+    }
+    if (HiddenTyping::caught() == 0) return line;
+    conversation.write("\n");
+    std::raise(HiddenTyping::caught());  // ends us, or stops us until the person is back and asked anew
+  }
+}
+
+bool inputIsTerminal() { return ::isatty(STDIN_FILENO) != 0; }
+
+std::string firstLineOfInput(std::size_t limit) {
+  std::string line;
+  for (char byte = 0;;) {
+    const ssize_t count = ::read(STDIN_FILENO, &byte, 1);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) {
+      throw CommandError(ExitStatus::failed, std::string("could not read standard input: ") + std::strerror(errno));
+    }
+    if (count == 0) return line;
+    if (byte == '\n') break;
+    line += byte;
+    if (line.size() > limit + 1) {
+      throw CommandError(ExitStatus::wrongUsage, "standard input's first line is longer than the " +
+                                                     std::to_string(limit) + " bytes it may have");
+    }
+  }
+  if (line.ends_with('\r')) line.pop_back();
+  return line;
 }
 
 }  // namespace Terminal

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,5 +30,13 @@ bool canAsk();
 /// Shows `matter` and the question where the answer is typed, even when the outputs are redirected. True for "y" and
 /// "yes"; anything else, the end of input too, is no. Only when `canAsk()`.
 bool ask(std::string_view matter, std::string_view question);
+/// Asks for a line that isn't shown while it is typed. Nothing when the input ends before the line does. A signal that
+/// ends or stops the program finds the terminal as it was. Only when `canAsk()`.
+std::optional<std::string> askHidden(std::string_view question);
+
+bool inputIsTerminal();
+/// The first line of standard input without its break (LF or CR LF), which may be missing at the end of the input.
+/// Throws CommandError when it can't be read or is longer than `limit` bytes.
+std::string firstLineOfInput(std::size_t limit);
 
 }  // namespace Terminal
