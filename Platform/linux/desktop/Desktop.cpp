@@ -1,9 +1,10 @@
-// Sets up the tree, and a small sample of notes and contacts to try the tools on.
+// Sets up the tree, and a small sample of mail, notes and contacts to try the tools on.
 #include "Platform/Desktop.h"
 
 #include <array>
 
 #include "Platform/Files.h"
+#include "Platform/linux/desktop/SampleMail.h"
 #include "Platform/linux/stores/ContactsStore.h"
 #include "Platform/linux/stores/NotesStore.h"
 
@@ -70,16 +71,25 @@ void addPeople(const std::filesystem::path& directory, std::vector<std::string>&
   store.save();
 }
 
+void addMail(const std::filesystem::path& account, std::vector<std::string>& made) {
+  const auto count = SampleMail::add(account);
+  made.push_back("Added the mail account " + account.filename().string() + " with " + std::to_string(count) +
+                 " messages; what is sent from it goes nowhere");
+}
+
 bool isEmpty(const std::filesystem::path& directory) { return Files::list(directory).empty(); }
 
 }  // namespace
 
 std::vector<std::string> Desktop::initialize(bool sample) {
   std::vector<std::string> made;
+  const auto mail = root() / "mail";
   const auto contacts = root() / "contacts";
   NotesStore notes(root() / "notes");
+  makeDirectory(mail, made);
   makeDirectory(notes.file(""), made);
   makeDirectory(contacts, made);
+  if (sample && isEmpty(mail)) addMail(mail / "Sample", made);
   if (sample && isEmpty(notes.file(""))) addNotes(notes, made);
   if (sample && isEmpty(contacts)) addPeople(contacts, made);
   makeDirectory(notes.file(notes.defaultFolder(notes.defaultAccount())), made);
