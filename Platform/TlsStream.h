@@ -20,7 +20,7 @@ class TlsStream {
    public:
     using Error::Error;
   };
-  /// The time limit of a wait passed. The stream is of no further use.
+  /// The time limit of a wait passed.
   class TimedOut : public Error {
    public:
     using Error::Error;
@@ -35,7 +35,7 @@ class TlsStream {
   virtual void connect(Limit limit) = 0;
   /// Sends all the bytes. Throws.
   virtual void send(std::string_view bytes, Limit limit) = 0;
-  /// Waits for some bytes, at most `most` of them; empty when the server has closed. Throws.
+  /// Waits for some bytes, at most `most` of them; empty when the server has closed, in whatever manner. Throws.
   virtual std::string receive(std::size_t most, Limit limit) = 0;
   /// Ends the connection at once; may be called at any time, and more than once.
   virtual void cancel() noexcept = 0;

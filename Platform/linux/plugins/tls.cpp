@@ -183,10 +183,14 @@ class AsioTlsStream : public TlsStream {
     return std::nullopt;
   }
 
+  /// As `run`, but time that passed is the caller's failure. Nothing may go on after a failure of any kind: another
+  /// read past the server's end, for one, would wait for an event that can't come any more.
   template <typename Start>
   asio::error_code finish(Deadline deadline, Start start) {
+    if (!socket().is_open()) return asio::error::bad_descriptor;
     const auto outcome = run(deadline, start);
     if (!outcome) tooLate();
+    if (*outcome) cancel();
     return *outcome;
   }
 
