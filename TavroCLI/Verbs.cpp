@@ -8,6 +8,7 @@
 #include "TavroCLI/AuditVerbs.h"
 #include "TavroCLI/CompletionVerb.h"
 #include "TavroCLI/DesktopVerb.h"
+#include "TavroCLI/ImapVerbs.h"
 #include "TavroCLI/Nearest.h"
 #include "TavroCLI/PolicyVerbs.h"
 #include "TavroCLI/QueueVerbs.h"
@@ -38,6 +39,12 @@ const std::vector<Verb> table = {
      "what was asked, decided and done, newest first",
      AuditVerbs::audit,
      {{"purge", "--older-than DAYS", "delete old lines", AuditVerbs::purge}}},
+    {"imap",
+     "",
+     "the mail servers' accounts that archiving logs in to",
+     nullptr,
+     {{"password", "EMAIL", "keep the password of a mail account in the keychain", ImapVerbs::password},
+      {"verify", "EMAIL", "log in to the mail server of an account, and out again", ImapVerbs::verify}}},
     {"desktop",
      "",
      "the Linux desktop that tools act on",

@@ -98,13 +98,13 @@ auto limited(const char* what, Wait wait) {
 }  // namespace
 
 IMAPClient::IMAPError IMAPClient::IMAPError::connect(const std::string& text) {
-  return IMAPError("imap connect: " + text);
+  return {Case::connect, "imap connect: " + text};
 }
 IMAPClient::IMAPError IMAPClient::IMAPError::timeout(const std::string& text) {
-  return IMAPError("imap timeout: " + text);
+  return {Case::timeout, "imap timeout: " + text};
 }
 IMAPClient::IMAPError IMAPClient::IMAPError::server(const std::string& text) {
-  return IMAPError("imap server: " + text);
+  return {Case::server, "imap server: " + text};
 }
 
 int IMAPClient::archiveByMessageID(const std::string& host, std::uint16_t port, const std::string& email,

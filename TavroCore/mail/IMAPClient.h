@@ -18,12 +18,16 @@ class IMAPClient {
   /// A server's refusal is told in its own words, less the password.
   class IMAPError : public Error {
    public:
+    enum class Case { connect, timeout, server };
     static IMAPError connect(const std::string& text);  // "imap connect: <text>"
     static IMAPError timeout(const std::string& text);  // "imap timeout: <text>"
     static IMAPError server(const std::string& text);   // "imap server: <text>"
 
+    Case kind() const noexcept { return kind_; }
+
    private:
-    explicit IMAPError(const std::string& description) : Error(description) {}
+    IMAPError(Case kind, const std::string& description) : Error(description), kind_(kind) {}
+    Case kind_;
   };
 
   /// A server that answers one command with more bytes than this gets an IMAPError. It is enough for the names of
