@@ -1,9 +1,6 @@
 // Guards the applications as scripts see them, one small script after the other on one desktop.
-#include "Platform/linux/applescript/Coercion.h"
-#include "Platform/linux/applescript/Interpreter.h"
-#include "Platform/linux/apps/Applications.h"
 #include "Platform/linux/stores/RunningApplications.h"
-#include "tests/desktop/Desk.h"
+#include "tests/desktop/ScriptedDesk.h"
 #include "tests/desktop/SessionBus.h"
 
 namespace {
@@ -11,24 +8,7 @@ namespace {
 using testing::HasSubstr;
 using testing::MatchesRegex;
 
-class ApplicationsTest : public Desk {
- protected:
-  /// The result, or the message with its number. Each script runs as in a process of its own.
-  static std::string run(const std::string& script) {
-    const auto directory = Applications::installedApplications();
-    const auto outcome = AppleScript::run(script, {}, *directory);
-    if (outcome.ok) return AppleScript::resultForm(outcome.result);
-    return (outcome.isSyntax ? "syntax: " : "") + outcome.message + " (" + std::to_string(outcome.number) + ")";
-  }
-  static std::string tell(const std::string& application, const std::string& statements) {
-    return run("tell application \"" + application + "\"\n" + statements + "\nend tell");
-  }
-};
-
-struct Step {
-  std::string script;
-  std::string result;
-};
+using ApplicationsTest = ScriptedDesk;
 
 TEST_F(ApplicationsTest, notesHoldAccountsFoldersAndNotes) {
   put("notes/Mine/Home/a.html", "<b>Ant</b><p>black &amp; small</p><img src='pics/ant.png'>");

@@ -12,7 +12,8 @@ struct Installed {
   const char* name;
   std::shared_ptr<AppleScript::Application> (*make)();
 };
-constexpr std::array<Installed, 4> installed = {{
+constexpr std::array<Installed, 5> installed = {{
+    {"Mail", Applications::mail},
     {"Notes", Applications::notes},
     {"Contacts", Applications::contacts},
     {"Finder", Applications::finder},
