@@ -173,8 +173,8 @@ std::optional<std::string> askHidden(std::string_view question) {
       conversation.write(Display::harmless(question) + " ");
       line = hidden.readLine();
     }
+    if (!line) conversation.write("\n");
     if (HiddenTyping::caught() == 0) return line;
-    conversation.write("\n");
     std::raise(HiddenTyping::caught());  // ends us, or stops us until the person is back and asked anew
   }
 }

@@ -28,6 +28,8 @@ class Sandbox {
             {"TAVRO_HOME", root_ / "home"},
             {"TAVRO_DESKTOP", root_ / "desktop"},
             {"XDG_DATA_HOME", root_},
+            {"XDG_RUNTIME_DIR", ""},  // no session bus, and so no keyring of the person who runs the tests
+            {"DBUS_SESSION_BUS_ADDRESS", ""},
             {"VENDRY_RUN", ""},
             {"NO_COLOR", ""},
             {"TERM", "xterm"}};

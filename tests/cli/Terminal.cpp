@@ -1,5 +1,5 @@
 // What the owner sees and answers on a terminal: nothing that an agent wrote may steer the screen, and only a typed
-// yes lets an action run.
+// yes lets an action run. A password that is typed appears nowhere.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pty.h>
@@ -17,8 +17,10 @@ struct Session {
   int status = -1;
 };
 
-/// Runs the command with a terminal of 120 columns, types `answer` at the first question, and reads to the end.
-Session onTerminal(const Sandbox& sandbox, const std::string& command, const std::string& answer) {
+/// Runs the command with a terminal of 120 columns, types `answer` when the question stands there, and reads to the
+/// end.
+Session onTerminal(const Sandbox& sandbox, const std::string& command, const std::string& answer,
+                   const std::string& question = "[y/N]") {
   const winsize size = {.ws_row = 24, .ws_col = 120, .ws_xpixel = 0, .ws_ypixel = 0};
   int terminal = -1;
   const pid_t child = ::forkpty(&terminal, nullptr, nullptr, &size);
@@ -32,7 +34,7 @@ Session onTerminal(const Sandbox& sandbox, const std::string& command, const std
   bool answered = false;
   for (ssize_t count = 0; (count = ::read(terminal, buffer, sizeof buffer)) > 0;) {
     session.screen.append(buffer, static_cast<std::size_t>(count));
-    if (answered || session.screen.find("[y/N]") == std::string::npos) continue;
+    if (answered || session.screen.find(question) == std::string::npos) continue;
     answered = ::write(terminal, answer.data(), answer.size()) > 0;
   }
   int status = 0;
@@ -92,6 +94,29 @@ TEST_F(OnATerminal, aLongArgumentIsBrokenBehindItsBarAndShownWhole) {
   const std::string screen = onTerminal(sandbox, "tavro approve AAAA1111", "n\n").screen;
   EXPECT_EQ(std::count(screen.begin(), screen.end(), 'W'), 200);
   EXPECT_THAT(screen, HasSubstr("\n            │ WWW"));
+}
+
+TEST_F(OnATerminal, aTypedPasswordIsNotShownAndTheTerminalIsAsItWasHoweverItEnds) {
+  const std::string command = "tavro imap password ann@example.org";
+  const auto type = [&](const std::string& keys) {
+    return onTerminal(sandbox, "trap : INT; " + command + "; echo ended $?; stty -a | grep -ow -- '-*echo'", keys,
+                      "Password for ann@example.org");
+  };
+  for (const auto& [keys, end] : {std::pair("secret\n", "ended 0\r\necho\r\n"),
+                                  {"sec\x03", "ended 130\r\necho\r\n"},
+                                  {"\x04", "ended 1\r\necho\r\n"},
+                                  {"\n", "ended 2\r\necho\r\n"}}) {
+    const std::string screen = type(keys).screen;
+    EXPECT_THAT(screen, testing::EndsWith(end));
+    EXPECT_THAT(screen, Not(HasSubstr("sec")));
+  }
+  EXPECT_EQ(sandbox.shell("cat desktop/keychain/*").output, "secret");
+  EXPECT_THAT(type("other\n").screen, HasSubstr("(replaces the one that is there):"));
+  const Session piped = onTerminal(sandbox, "echo third | " + command, "n\n");
+  EXPECT_THAT(piped.screen,
+              HasSubstr("Keep this password for ann@example.org (replaces the one that is there)? [y/N]"));
+  onTerminal(sandbox, command + " --remove", "n\n");
+  EXPECT_EQ(sandbox.shell("cat desktop/keychain/*").output, "other");
 }
 
 TEST_F(OnATerminal, coloursAreForTerminalsThatWantThem) {
