@@ -9,171 +9,13 @@ namespace {
 
 using std::string_view;
 
-char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-std::string uppercase(string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(), upper);
-  return result;
-}
-
-std::string unfolded(string_view raw) {
-  std::string line;
-  line.reserve(raw.size());
-  for (std::size_t at = 0; at < raw.size(); ++at) {
-    const auto feed = raw.substr(at, 2) == "\r\n" ? at + 1 : at;
-    if (raw[feed] != '\n')
-      line += raw[at];
-    else
-      at = feed + 1 < raw.size() ? feed + 1 : feed;  // the blank that goes on with the line
-  }
-  return line;
-}
-
-/// The colon between parameters and value, which quotes hide; or npos.
-std::size_t valueColon(string_view line) {
-  bool quoted = false;
-  for (std::size_t at = 0; at < line.size(); ++at) {
-    if (line[at] == '"') quoted = !quoted;
-    if (line[at] == ':' && !quoted) return at;
-  }
-  return string_view::npos;
-}
-
-/// `text` cut at each `separator` that no backslash or quote hides.
-std::vector<string_view> cut(string_view text, char separator, char quote = '\0') {
-  std::vector<string_view> pieces;
-  std::size_t begin = 0;
-  bool quoted = false;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] == '\\' && quote == '\0') {
-      ++at;
-    } else if (quote != '\0' && text[at] == quote) {
-      quoted = !quoted;
-    } else if (text[at] == separator && !quoted) {
-      pieces.push_back(text.substr(begin, at - begin));
-      begin = at + 1;
-    }
-  }
-  pieces.push_back(text.substr(begin));
-  return pieces;
-}
-
-std::string unescaped(string_view value) {
-  std::string text;
-  text.reserve(value.size());
-  for (std::size_t at = 0; at < value.size(); ++at) {
-    if (value[at] == '\\' && at + 1 < value.size()) {
-      ++at;
-      text += lower(value[at]) == 'n' ? '\n' : value[at];
-    } else {
-      text += value[at];
-    }
-  }
-  return Text::repairUTF8(std::move(text));
-}
-
-/// At most 75 bytes a line, cut between characters; what follows begins with a blank.
-std::string folded(string_view line, string_view lineEnd) {
-  std::string result;
-  std::size_t room = 75;
-  while (line.size() > room) {
-    std::size_t length = room;
-    while (length > 1 && (static_cast<unsigned char>(line[length]) & 0xC0) == 0x80) --length;
-    result.append(line.substr(0, length)).append(lineEnd).append(" ");
-    line.remove_prefix(length);
-    room = 74;
-  }
-  return result.append(line).append(lineEnd);
-}
-
-/// The line at `at` with those that continue it; moves `at` behind them.
-string_view takeLine(string_view bytes, std::size_t& at) {
-  const auto begin = at;
-  do {
-    const auto feed = bytes.find('\n', at);
-    at = feed == string_view::npos ? bytes.size() : feed + 1;
-  } while (at < bytes.size() && (bytes[at] == ' ' || bytes[at] == '\t'));
-  return bytes.substr(begin, at - begin);
-}
-
 std::shared_ptr<VCard::Property> parseProperty(string_view raw) {
-  auto property = std::make_shared<VCard::Property>();
-  property->raw = raw;
-  // Only what stands before the value is taken apart here: a photo's value may be megabytes.
-  const auto line = unfolded(raw.substr(0, std::min<std::size_t>(raw.size(), 4096)));
-  const auto colon = valueColon(line);
-  if (colon == string_view::npos) return property;
-  const auto head = string_view(line).substr(0, colon);
-  const auto nameEnd = std::min(head.find(';'), head.size());
-  const auto dot = head.substr(0, nameEnd).find('.');
-  if (dot != string_view::npos) property->group = head.substr(0, dot);
-  property->name = uppercase(
-      head.substr(dot == string_view::npos ? 0 : dot + 1, nameEnd - (dot == string_view::npos ? 0 : dot + 1)));
-  property->parameters = head.substr(nameEnd);
-  return property;
+  return std::make_shared<VCard::Property>(ContentLines::parse(raw));
 }
 
-std::string written(const VCard::Property& property, const std::string& value, string_view lineEnd) {
-  const auto group = property.group.empty() ? "" : property.group + ".";
-  return folded(group + property.name + property.parameters + ":" + value, lineEnd);
-}
-
-bool isMark(const VCard::Property& property, string_view name) {
-  return property.name == name && Text::equalIgnoringCase(Text::trim(property.value()), "VCARD");
-}
+bool isMark(const VCard::Property& property, string_view name) { return ContentLines::isMark(property, name, "VCARD"); }
 
 }  // namespace
-
-// ---- Properties.
-
-std::string VCard::Property::value() const {
-  auto line = unfolded(raw);
-  while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
-  const auto colon = valueColon(line);
-  return colon == std::string::npos ? "" : line.substr(colon + 1);
-}
-
-std::string VCard::Property::text() const { return unescaped(value()); }
-
-std::vector<std::string> VCard::Property::components() const {
-  const auto whole = value();
-  const auto pieces = cut(whole, ';');
-  std::vector<std::string> texts(pieces.size());
-  std::transform(pieces.begin(), pieces.end(), texts.begin(), unescaped);
-  return texts;
-}
-
-std::vector<std::string> VCard::Property::parameter(string_view wanted) const {
-  std::vector<std::string> values;
-  for (const auto piece : cut(parameters, ';', '"')) {
-    const auto equals = std::min(piece.find('='), piece.size());
-    if (uppercase(piece.substr(0, equals)) != wanted) continue;
-    for (auto value : cut(piece.substr(std::min(equals + 1, piece.size())), ',', '"')) {
-      if (value.size() > 1 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
-      for (const auto one : cut(value, ',')) values.push_back(Text::lowercase(one));  // TYPE="work,voice"
-    }
-  }
-  return values;
-}
-
-std::string VCard::escaped(string_view text) {
-  std::string value;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    const char c = text[at];
-    if (c == '\\' || c == ',' || c == ';') value += '\\';
-    if (c == '\r' && at + 1 < text.size() && text[at + 1] == '\n') continue;
-    value += c == '\n' || c == '\r' ? "\\n" : std::string(1, c);
-  }
-  return value;
-}
-
-std::string VCard::joinComponents(const std::vector<std::string>& components) {
-  std::vector<std::string> values(components.size());
-  std::transform(components.begin(), components.end(), values.begin(), escaped);
-  return Text::join(values, ";");
-}
 
 // ---- Cards.
 
@@ -182,7 +24,7 @@ VCard::Card VCard::Card::create() {
   const auto text =
       "BEGIN:VCARD\r\nVERSION:3.0\r\nPRODID:-//Tavro//Desktop//EN\r\nN:;;;;\r\nFN:\r\nUID:" + Uuid::random() +
       "\r\nEND:VCARD\r\n";
-  for (std::size_t at = 0; at < text.size();) card.properties_.push_back(parseProperty(takeLine(text, at)));
+  for (std::size_t at = 0; at < text.size();) card.properties_.push_back(parseProperty(ContentLines::take(text, at)));
   return card;
 }
 
@@ -229,7 +71,7 @@ void VCard::Card::set(string_view name, const std::string& escapedValue) {
 
 void VCard::Card::setValue(Property& property, const std::string& escapedValue) {
   hasChanges_ = true;
-  property.raw = written(property, escapedValue, lineEnd());
+  property.setValue(escapedValue, lineEnd());
 }
 
 void VCard::Card::setParameters(Property& property, const std::string& parameters) {
@@ -290,7 +132,7 @@ class CardReader {
     constexpr string_view byteOrderMark = "\xEF\xBB\xBF";
     std::size_t at = bytes.starts_with(byteOrderMark) ? byteOrderMark.size() : 0;
     between_ = bytes.substr(0, at);
-    while (at < bytes.size()) takeProperty(parseProperty(takeLine(bytes, at)));
+    while (at < bytes.size()) takeProperty(parseProperty(ContentLines::take(bytes, at)));
     file_.rest = std::move(between_);
     return std::move(file_);
   }

@@ -10,27 +10,13 @@
 #include <string_view>
 #include <vector>
 
+#include "Platform/linux/stores/ContentLines.h"
+
 namespace VCard {
 
-/// One content line: `item1.EMAIL;TYPE=work:ann@example.org`.
-struct Property {
-  std::string raw;         // as it stands in the file, foldings and line end included
-  std::string group;       // "item1"
-  std::string name;        // upper case; empty for a line that is no content line
-  std::string parameters;  // ";TYPE=work"
-
-  /// Behind the colon, unfolded, with its escapes.
-  std::string value() const;
-  /// The value as a text (\n, \, \; and \\ resolved; always UTF-8), or its parts between unescaped
-  /// semicolons.
-  std::string text() const;
-  std::vector<std::string> components() const;
-  /// The values of a parameter in lower case, given in one list or by repeating it: {"work", "pref"}.
-  std::vector<std::string> parameter(std::string_view name) const;
-};
-
-std::string escaped(std::string_view text);
-std::string joinComponents(const std::vector<std::string>& components);
+using Property = ContentLines::Line;
+using ContentLines::escaped;
+using ContentLines::joinComponents;
 
 class Card {
  public:

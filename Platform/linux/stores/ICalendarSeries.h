@@ -1,0 +1,87 @@
+// An event of a calendar file with all that belongs to it under one UID: the component that repeats, and those that
+// replace single occurrences of it (RECURRENCE-ID) or one and all behind it (RANGE=THISANDFUTURE).
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/linux/stores/ICalendarRecurrence.h"
+#include "Platform/linux/stores/ICalendarZones.h"
+
+namespace ICalendar {
+
+/// An event as it happens once.
+struct Occurrence {
+  Component::Pointer component;  // what tells of it; others may be told of by the same
+  Stamp start;
+  Dates::Instant begins, ends;  // the end is the first moment that doesn't belong to it
+  std::optional<Stamp> id;      // RECURRENCE-ID; nothing when the event doesn't repeat
+};
+
+class Series {
+ public:
+  /// The events of a VCALENDAR, by their first component. Those that aren't valid are left out, the rules of
+  /// their repetition included. `zones` must outlive them.
+  static std::vector<Series> all(const Component::Pointer& calendar, Zones& zones);
+
+  /// The UID; may be empty.
+  const std::string& uid() const { return uid_; }
+  bool repeats() const { return repeats_; }
+
+  /// What begins no later than `to` and hasn't ended at `from`, or begins right then. Not in order. Cancelled
+  /// ones are left out. After 100,000 of one series it stops.
+  std::vector<Occurrence> overlapping(Dates::Instant from, Dates::Instant to) const;
+
+  /// The component that tells of this occurrence alone; where there is none, it is made and put into the
+  /// calendar. Its marks of change are up to date.
+  Component& edit(const Occurrence& occurrence);
+  /// Takes one occurrence out of the calendar; the whole event if it doesn't repeat.
+  void remove(const Occurrence& occurrence);
+
+ private:
+  struct Entry {
+    Component::Pointer component;
+    Stamp start;
+    Duration length;
+    std::optional<Stamp> id;
+    Dates::Instant idInstant = {};
+  };
+  struct Candidate {
+    Stamp start;
+    std::optional<Duration> length;  // a period's own
+  };
+
+  Series(Component::Pointer calendar, Zones& zones) : calendar_(std::move(calendar)), zones_(&zones) {}
+  bool add(const Component::Pointer& component);
+  bool readRepetition(const Component& master);
+
+  Dates::Instant instant(const Stamp& stamp) const { return zones_->instant(stamp, *calendar_); }
+  Dates::Instant end(const Stamp& start, const Duration& length) const;
+  std::optional<Duration> length(const Component& component, const Stamp& start) const;
+  std::optional<Duration> length(const ListedStamp& listed) const;
+  Wall masterWall(Dates::Instant instant) const { return zones_->wall(instant, master_->start, *calendar_); }
+  std::chrono::seconds shift(const Entry& turn) const;
+  std::chrono::seconds reach() const;
+  std::vector<Candidate> candidates(Span span) const;
+  bool isExcluded(const Stamp& start, Dates::Instant begins) const;
+  std::optional<Occurrence> occurrence(const Entry& entry, const Stamp& start, const Duration& length) const;
+  const Entry* turn(Dates::Instant id) const;
+  void touch(Component& component) const;
+  void setStart(Component& component, const Occurrence& occurrence) const;
+
+  Component::Pointer calendar_;
+  Zones* zones_;
+  std::string uid_;
+  std::optional<Entry> master_;
+  bool repeats_ = false;
+  std::vector<std::pair<Rule, std::optional<Wall>>> rules_, exceptRules_;  // with the end on the master's wall
+  std::vector<ListedStamp> dates_;
+  std::map<Dates::Instant, bool> exceptDates_;    // true for a whole local day
+  std::map<Dates::Instant, Entry> replacements_;  // by what the occurrence's beginning would be
+  std::map<Dates::Instant, Entry> turns_;         // for one occurrence and all behind it, likewise
+};
+
+}  // namespace ICalendar

@@ -1,0 +1,61 @@
+// Which instant a clock's time is: by the time zones of the system, by those that a file defines (VTIMEZONE), and by
+// the local one for times that name none.
+//
+// A TZID that is, or ends in, a name of the system's zones means that zone, whatever the file says of it: the files
+// of many programs hold a few years' worth of rules, or those of an old law.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/Dates.h"
+#include "Platform/linux/stores/ICalendar.h"
+#include "Platform/linux/stores/ICalendarTime.h"
+
+namespace ICalendar {
+
+/// What a place's clocks are ahead of UTC, through the years.
+class Zone {
+ public:
+  /// Of a VTIMEZONE; nothing when it says nothing of its offsets.
+  static std::optional<Zone> of(const Component& definition);
+
+  /// A time that a clock change skips moves forward by what was skipped; of one that exists twice the
+  /// first is meant.
+  Dates::Instant instant(Wall wall) const;
+  Wall wall(Dates::Instant instant) const;
+
+ private:
+  struct Change {
+    std::chrono::sys_seconds at;
+    std::chrono::seconds ahead;  // from then on
+  };
+  std::chrono::seconds aheadAt(std::chrono::sys_seconds time) const;
+
+  std::chrono::seconds first_{0};
+  std::vector<Change> changes_;  // ascending
+};
+
+/// The zones that files name; each is read once. Not for several threads.
+class Zones {
+ public:
+  /// `calendar` is the VCALENDAR that the stamp stands in. A zone that nobody knows counts as the local one.
+  Dates::Instant instant(const Stamp& stamp, const Component& calendar);
+  /// The same moment on a clock of `like`'s zone; of a date, the local day.
+  Wall wall(Dates::Instant instant, const Stamp& like, const Component& calendar);
+
+  /// Adds a VTIMEZONE for each zone that `calendar` names and doesn't define, as far as the system knows
+  /// them, so that it stands alone wherever it is sent.
+  void define(Component& calendar);
+
+ private:
+  const Zone* find(const std::string& id, const Component& calendar);
+  const Zone* system(const std::string& id);
+
+  std::map<std::string, std::optional<Zone>> bySystem_;      // by TZID
+  std::map<std::string, std::optional<Zone>> byDefinition_;  // by the VTIMEZONE's bytes
+};
+
+}  // namespace ICalendar
