@@ -17,15 +17,9 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::IsEmpty;
 using testing::StartsWith;
-using testing::UnorderedElementsAre;
 
 class MaildirTest : public MailTest {
  protected:
-  std::vector<std::string> uniques() const {
-    std::vector<std::string> found;
-    for (const auto& entry : box.entries()) found.push_back(entry.unique);
-    return found;
-  }
   Maildir box = mailbox("Box");
 };
 
@@ -97,7 +91,7 @@ TEST_F(MaildirTest, listsEachMessageOnceWhileOthersAreMoving) {
     for (unsigned i = 0; !isDone; ++i) {
       const auto name = std::to_string(1773480413 + i % count) + ".x";
       const auto fresh = root / "Box/new" / name;
-      const auto seen = root / "Box/cur" / (name + ":2,S");
+      const auto seen = root / "Box/cur" / (name + ",U=7:2,S");
       ::rename(fresh.c_str(), seen.c_str());
       ::rename(seen.c_str(), (root / "Box/cur" / (name + ":2,FS")).c_str());
       ::rename((root / "Box/cur" / (name + ":2,FS")).c_str(), fresh.c_str());
@@ -105,8 +99,10 @@ TEST_F(MaildirTest, listsEachMessageOnceWhileOthersAreMoving) {
   });
   std::vector<std::size_t> wrong;
   for (int round = 0; round < 50; ++round) {
-    const auto found = uniques();
-    if (found.size() != count || std::set(found.begin(), found.end()).size() != count) wrong.push_back(found.size());
+    std::set<std::string> found;
+    const auto entries = box.entries();
+    for (const auto& entry : entries) found.insert(entry.unique.substr(0, 12));
+    if (found.size() != count || entries.size() != count) wrong.push_back(entries.size());
   }
   isDone = true;
   mover.join();

@@ -8,7 +8,7 @@ namespace {
 class SendCommandTest : public MailTest {};
 
 TEST_F(SendCommandTest, givesTheMessageAndNothingElse) {
-  const auto message = "Subject: x\n\n" + std::string(1 << 20, 'x') + "\0\xFF$(id)'\"\n";
+  const auto message = "Subject: x\n\n" + std::string(1 << 20, 'x') + std::string("\0\xFF$(id)'\"\n", 10);
   SendCommand::send("cat > '" + (root / "sent").string() + "'; echo warning >&2", message);
   EXPECT_EQ(get("sent"), message);
   SendCommand::send("true", message);  // need not read it

@@ -22,7 +22,6 @@ namespace fs = std::filesystem;
 namespace {
 
 using MailCache::Record;
-using MailCache::Stamp;
 using std::string_view;
 
 /// A message on its way to the caller.

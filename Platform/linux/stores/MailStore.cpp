@@ -78,7 +78,7 @@ MailAccount readAccount(const fs::path& path) {
   const auto object = settings(path);
   MailAccount account;
   account.directory = path.filename().string();
-  const auto either = [](std::string told, std::string other) { return told.empty() ? std::move(other) : told; };
+  const auto either = [](const std::string& told, const std::string& other) { return told.empty() ? other : told; };
   account.name = either(text(object, "name"), Text::repairUTF8(account.directory));
   const auto owners = people(object, account.directory);
   for (const auto& owner : owners) account.emails.push_back(owner.address);

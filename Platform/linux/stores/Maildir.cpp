@@ -134,10 +134,11 @@ Entry entryOf(const Sighting& sighting) {
           .isNew = sighting.isNew};
 }
 
-/// Of the names that one message, or several of a base, was seen under, those that are still there. It is looked twice:
-/// a message that is renamed between the first two looks would show under both names.
+/// Of the names that one message, or several of a base, was seen under, those that are still there. One look isn't
+/// enough: a message that is renamed between two names' turns shows under both.
 std::vector<Sighting> present(std::vector<Sighting> names, const fs::path& mailbox) {
-  for (int look = 0; look < 2; ++look)
+  constexpr int looks = 4;
+  for (int look = 0; look < looks; ++look)
     std::erase_if(names, [&](const auto& sighting) { return !Files::exists(sighting.below(mailbox)); });
   return names;
 }
