@@ -9,8 +9,8 @@
 #include "Platform/Desktop.h"
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
-#include "Platform/linux/PlugIn.h"
 #include "Platform/linux/Keyring.h"
+#include "Platform/linux/PlugIn.h"
 
 namespace SecItem {
 
