@@ -47,7 +47,6 @@ TEST_F(TlsStreamTest, onlyATrustedCertificateThatIsMadeOutToTheHostWillDo) {
       {"IP:127.0.0.1", 1, "127.0.0.1", "connected"},
       {"DNS:localhost", -1, "localhost", "certificate has expired"},
       {"DNS:local.example", 1, "localhost", "hostname mismatch"},
-      {"DNS:*host", 1, "localhost", "hostname mismatch"},
       {"DNS:localhost", 1, "127.0.0.1", "IP address mismatch"},
       {"DNS:127.0.0.1", 1, "127.0.0.1", "IP address mismatch"},
   };
@@ -102,7 +101,8 @@ TEST_F(TlsStreamTest, everyWaitEndsAtItsLimit) {
   const Certificate certificate(directory_.path());
   FakeServer mute(certificate, {}, Manners::silentFromStart);
   EXPECT_EQ(within(brief, [&] { TlsStream::make("localhost", mute.port())->connect(brief); }), "timed out");
-  const std::string more(50'000'000, 'x');  // than the system takes on for us
+  std::string more;
+  more.resize(50'000'000, 'x');  // than the system takes on for us
   for (const bool reading : {true, false}) {
     FakeServer server(certificate, {}, Manners::silent);
     const auto stream = TlsStream::make("localhost", server.port());
