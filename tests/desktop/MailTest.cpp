@@ -121,7 +121,8 @@ TEST_F(MailTest, findsAMessageThatAnotherProgramRenamedAndNeverTakesAnother) {
   const auto inbox = (root / "mail/work/INBOX/cur/").string();
   const auto rename = "set m to message 1 of inbox\ndo shell script \"mv " + inbox + "1773480413.M1.host:2, " + inbox +
                       "1773480413.M1.host,U=7:2,S\"\n";
-  expect({{rename + "set flagged status of m to true\nget {content of m, exists m}", "Text of One\n?, true"}});
+  expect({{rename + "set found to {exists m, content of m as text}\nset flagged status of m to true\nfound",
+           "true, Text of One\n?"}});
   EXPECT_THAT(files("work/INBOX"), ElementsAre("1773480412.M1.host:2,", "1773480413.M1.host,U=7:2,FS"));
   const auto gone =
       "Mail got an error: Can’t get message id [0-9]+ of mailbox \"INBOX\" of account id \"work\". .-1728.";
@@ -155,7 +156,8 @@ TEST_F(MailTest, keepsFlagsColorsAndJunkWhereOtherProgramsLookForThem) {
   ASSERT_THAT(files("work/INBOX"), ElementsAre(MatchesRegex("1773480413.M1.host:2,FS[d-z]")));
   // Colors and junk go along to a mailbox of other letters.
   expect(
-      {{"set flag index of message 1 of inbox to 3\nmove message 1 of inbox to junk mailbox\n"
+      {{"set earlier to flag index of message 1 of junk mailbox\nset flag index of message 1 of inbox to 3\n"
+        "move message 1 of inbox to junk mailbox\n"
         "get {flag index, junk mail status} of messages of junk mailbox",
         "3, -1, true, false|-1, 3, false, true"}});
 }

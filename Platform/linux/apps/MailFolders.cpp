@@ -72,12 +72,11 @@ std::string Letter::specifier() const { return "message id " + std::to_string(id
 
 void Letter::isGone() const { throw ScriptError(ErrorNumber::noSuchObject, "Can’t get " + specifier() + "."); }
 
-bool Letter::exists() const { return !isDeleted && folder->maildir.find(summary.entry.unique).has_value(); }
+bool Letter::exists() const { return folder->maildir.find(summary.entry.unique).has_value(); }
 
 /// `work(file)`. Where another program has renamed or moved the file meanwhile, it is looked for again.
 template <class Work>
 auto Letter::reading(Work work) -> decltype(work(fs::path())) {
-  if (isDeleted) isGone();
   for (int tries = 0; tries < 5; ++tries) {
     try {
       return work(folder->maildir.file(summary.entry));
@@ -136,7 +135,6 @@ int Letter::flagIndex() const {
 }
 
 void Letter::changeFlags(std::string_view added, std::string_view removed) {
-  if (isDeleted) isGone();
   const auto changed = folder->maildir.changeFlags(summary.entry, added, removed);
   if (!changed) isGone();
   summary.entry = *changed;
@@ -166,32 +164,30 @@ void Letter::setFlagIndex(int index) {
   changeKeywords(set, clear, "F");
 }
 
-/// A move to where it is would be taken for one that took it away.
-void Letter::moveTo(Folder& destination) {
-  if (isDeleted) isGone();
-  if (&destination == folder)
-    throw ScriptError(ErrorNumber::handlerFailed, "Can’t move " + specifier() + ". It is in that mailbox already.");
+/// Takes the message to another mailbox. Returns its entry there.
+Maildir::Entry Letter::taken(Folder& destination) {
   const auto moved = folder->maildir.moveTo(destination.maildir, summary.entry);
   folder->forget();
-  if (!moved) isGone();
   destination.forget();
-  summary.entry = *moved;
+  if (!moved) isGone();
+  return *moved;
+}
+
+/// A move to where it is would be counted as one that took it away.
+void Letter::moveTo(Folder& destination) {
+  if (&destination == folder)
+    throw ScriptError(ErrorNumber::handlerFailed, "Can’t move " + specifier() + ". It is in that mailbox already.");
+  summary.entry = taken(destination);
   folder = &destination;
 }
 
-/// Deleted, it can't be reached from here any more: deleting the same message twice must not remove it for good.
 void Letter::remove(Folder& trash) {
-  if (isDeleted) isGone();
-  if (&trash == folder) {
-    folder->forget();
-    if (!folder->maildir.remove(summary.entry)) isGone();
-  } else {
-    trash.maildir.create();
-    const auto origin = folder;
-    moveTo(trash);
-    folder = origin;
+  if (&trash != folder) {
+    taken(trash);
+    return;
   }
-  isDeleted = true;
+  folder->forget();
+  if (!folder->maildir.remove(summary.entry)) isGone();
 }
 
 // ---- Folders.

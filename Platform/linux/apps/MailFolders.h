@@ -31,7 +31,6 @@ inline constexpr int flagColors = 7;
 struct Letter {
   MailSummary summary;
   Folder* folder = nullptr;  // where it is now; it may have been moved since it was listed
-  bool isDeleted = false;    // by this script, which can't reach it from here any more
 
   /// The same as long as the message stays in its mailbox; positive.
   std::int64_t id() const;
@@ -56,11 +55,13 @@ struct Letter {
   void setFlagIndex(int index);  // -1 unflags and leaves the color
   /// Throws ScriptError when the message is in `destination` already.
   void moveTo(Folder& destination);
-  /// Moves it to `trash`, which is made when there is none; when it is there, removes it for good.
+  /// Moves it to `trash`, which is made when there is none; when it is there, removes it for good. Either way it can't
+  /// be reached from here any more: deleting a message twice must not remove it for good.
   void remove(Folder& trash);
 
  private:
   [[noreturn]] void isGone() const;
+  Maildir::Entry taken(Folder& destination);
   bool hasKeyword(std::string_view name) const;
   void changeKeywords(const std::vector<std::string_view>& added, const std::vector<std::string_view>& removed,
                       std::string flags);
