@@ -156,10 +156,10 @@ TEST_F(MailTest, keepsFlagsColorsAndJunkWhereOtherProgramsLookForThem) {
   ASSERT_THAT(files("work/INBOX"), ElementsAre(MatchesRegex("1773480413.M1.host:2,FS[d-z]")));
   // Colors and junk go along to a mailbox of other letters.
   expect(
-      {{"set earlier to flag index of message 1 of junk mailbox\nset flag index of message 1 of inbox to 3\n"
+      {{"set flag index of message 1 of junk mailbox to 0\nset flag index of message 1 of inbox to 3\n"
         "move message 1 of inbox to junk mailbox\n"
         "get {flag index, junk mail status} of messages of junk mailbox",
-        "3, -1, true, false|-1, 3, false, true"}});
+        "3, 0, true, false|0, 3, false, true"}});
 }
 
 TEST_F(MailTest, movesToTheTrashAndRemovesOnlyWhatIsThere) {
