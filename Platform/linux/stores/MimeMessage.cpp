@@ -53,7 +53,7 @@ class Reader {
         isShown[i] = isShown[parent] && readings_[i] >= least && (!showsOne(parts_[parent]) || best_[parent] == i);
       if (isShown[i] && !parts_[i].isMultipart()) found.push_back(i);
     }
-    if (isNamed_ && found.size() > 1) found.resize(1);
+    if (isNamed_ && found.size() > 1) found.erase(found.begin() + 1, found.end());
     return found;
   }
 
