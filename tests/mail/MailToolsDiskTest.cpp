@@ -28,9 +28,9 @@ struct Letter {
   long received = midnight;
   std::string from = "Ann <ann@x.example>";
   std::string to = "me@work.example";
-  std::string flags = "";
+  std::string flags;
   std::string body = "Text.\n";
-  std::string headers = "";
+  std::string headers;
 };
 
 class MailToolsDiskTest : public Desk {
