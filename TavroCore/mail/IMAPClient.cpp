@@ -38,13 +38,13 @@ bool startsWithIgnoringCase(std::string_view text, std::string_view upper) {
   return text.size() >= upper.size() && std::equal(upper.begin(), upper.end(), text.begin(), same);
 }
 
-std::vector<std::string_view> linesOf(std::string_view reply) {
-  std::vector<std::string_view> lines;
-  for (std::size_t end; (end = reply.find(lineEnd)) != reply.npos; reply.remove_prefix(end + lineEnd.size())) {
-    lines.push_back(reply.substr(0, end));
-  }
-  lines.push_back(reply);
-  return lines;
+/// Takes the piece before the next separator off `rest`, and the separator too. A reply can have millions of pieces, so
+/// they are looked at one by one.
+std::string_view take(std::string_view& rest, std::string_view separator) {
+  const auto end = rest.find(separator);
+  const auto piece = rest.substr(0, end);
+  rest.remove_prefix(end == rest.npos ? rest.size() : end + separator.size());
+  return piece;
 }
 
 /// What stands behind the flags and the delimiter of a LIST line; empty when it isn't built so.
@@ -75,6 +75,17 @@ std::optional<std::uint64_t> decimal(std::string_view digits) {
   const auto [end, failure] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
   if (failure != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
   return number;
+}
+
+/// The numbers behind "* SEARCH".
+std::vector<std::uint64_t> uidsOf(std::string_view line) {
+  std::vector<std::uint64_t> uids;
+  for (std::size_t words = 0; !line.empty();) {
+    const auto word = take(line, " ");
+    if (word.empty() || ++words <= 2) continue;
+    if (const auto uid = decimal(word)) uids.push_back(*uid);
+  }
+  return uids;
 }
 
 std::string inAngleBrackets(const std::string& id) { return id.starts_with('<') ? id : '<' + id + '>'; }
@@ -153,7 +164,8 @@ void IMAPClient::login(const std::string& email, const std::string& password) {
 
 std::string IMAPClient::findAllMailFolder() {
   const std::string reply = command("LIST \"\" \"*\"");
-  for (const auto line : linesOf(reply)) {
+  for (std::string_view rest = reply; !rest.empty();) {
+    const auto line = take(rest, lineEnd);
     if (!line.starts_with("* LIST") || line.find("\\All") == line.npos) continue;
     if (const auto mailbox = mailboxOf(line)) return std::string(*mailbox);
   }
@@ -164,16 +176,11 @@ std::vector<std::uint64_t> IMAPClient::uidSearchByMessageID(const std::string& i
   const std::string wanted = inAngleBrackets(id);
   if (!namesOneMessage(wanted)) return {};
   const std::string reply = command("UID SEARCH HEADER MESSAGE-ID " + quoted("the message id", wanted));
-  const auto lines = linesOf(reply);
-  const auto found = std::find_if(lines.begin(), lines.end(),
-                                  [](const auto line) { return startsWithIgnoringCase(line, "* SEARCH"); });
-  if (found == lines.end()) return {};
-  std::vector<std::uint64_t> uids;
-  const auto words = Text::split(*found, ' ', true);
-  for (std::size_t place = 2; place < words.size(); ++place) {
-    if (const auto uid = decimal(words[place])) uids.push_back(*uid);
+  for (std::string_view rest = reply; !rest.empty();) {
+    const auto line = take(rest, lineEnd);
+    if (startsWithIgnoringCase(line, "* SEARCH")) return uidsOf(line);
   }
-  return uids;
+  return {};
 }
 
 /// What was done stays done, whatever the server says to this.
