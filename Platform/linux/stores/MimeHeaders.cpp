@@ -1,39 +1,18 @@
 #include "Platform/linux/stores/MimeHeaders.h"
 
-#include <gmime/gmime.h>
-
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <unordered_set>
 #include <utility>
 
 #include "Platform/Text.h"
+#include "Platform/linux/stores/MimeDate.h"
 #include "Platform/linux/stores/MimeFields.h"
-#include "Platform/linux/stores/MimeInit.h"
 #include "Platform/linux/stores/MimeText.h"
 
 namespace {
 
 using std::string_view;
-
-// ---- Dates.
-
-/// Comments are ended by the end of the text at the latest.
-std::string withoutComments(string_view text) {
-  std::string result;
-  int depth = 0;
-  for (const char c : text) {
-    if (c == '(') ++depth;
-    if (depth == 0) result += c;
-    if (c == ')' && depth > 0) --depth;
-  }
-  return result;
-}
-
-struct TimeFree {
-  void operator()(GDateTime* time) const { g_date_time_unref(time); }
-};
 
 // ---- Message ids.
 
@@ -106,18 +85,6 @@ constexpr std::array<Wanted, 11> wanted = {{
 }};
 
 }  // namespace
-
-std::optional<Dates::Instant> Mime::date(string_view text) {
-  initializeGMime();
-  constexpr std::size_t longest = 400;
-  auto plain = onOneLine(withoutComments(text.substr(0, longest)));
-  plain = Text::replaceAll(plain, " :", ":");
-  plain = Text::replaceAll(plain, ": ", ":");
-  plain = Text::replaceAll(plain, ":60", ":59");  // leap seconds, which GMime refuses
-  const std::unique_ptr<GDateTime, TimeFree> time(g_mime_utils_header_decode_date(plain.c_str()));
-  if (!time) return std::nullopt;
-  return Dates::Instant(std::chrono::seconds(g_date_time_to_unix(time.get())));
-}
 
 Mime::Headers Mime::headers(string_view bytes) {
   Headers headers;

@@ -18,7 +18,7 @@ struct Headers {
   std::vector<Address> fromAddresses, replyTo, to, cc, bcc;
   std::string messageID;                       // without angle brackets, white space and control characters
   std::vector<std::string> references;         // References and then In-Reply-To, each so and once
-  std::optional<Dates::Instant> date;          // nothing when it can't be read
+  std::optional<Dates::Instant> date;          // nothing when it can't be read (see MimeDate.h)
   std::optional<Dates::Instant> lastReceived;  // of the topmost Received line: when it got here
 };
 
@@ -26,9 +26,5 @@ struct Headers {
 /// line before the header. Of a field that stands there twice the first counts. May run on several threads at once;
 /// takes some microseconds.
 Headers headers(std::string_view bytes);
-
-/// A date as mail programs write it: RFC 5322 with its obsolete zones and years of two digits, and the forms of
-/// asctime and ISO 8601. Nothing for any other text.
-std::optional<Dates::Instant> date(std::string_view text);
 
 }  // namespace Mime

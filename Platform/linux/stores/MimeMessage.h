@@ -25,7 +25,7 @@ struct Attachment {
 class Message {
  public:
   static constexpr std::size_t mostParts = 16384;
-  static constexpr std::size_t mostText = 16 << 20;  // bytes of decoded text; the rest of a longer one is left out
+  static constexpr std::size_t mostText = 16 << 20;  // bytes of text, in its own charset; what is beyond is left out
 
   /// Throws FileFailure when the file is gone, isn't a file, or can't be read.
   explicit Message(const std::filesystem::path& file);

@@ -80,14 +80,14 @@ std::string converted(string_view bytes, UConverter& from) {
   UChar* pivotSource = pivot.data();
   UChar* pivotTarget = pivot.data();
   const char* source = bytes.data();
-  bool isFirst = true;
+  UBool isFirst = 1;
   do {
     error = U_ZERO_ERROR;
     char* target = piece.data();
     ucnv_convertEx(to.get(), &from, &target, piece.data() + piece.size(), &source, bytes.data() + bytes.size(),
                    pivot.data(), &pivotSource, &pivotTarget, pivot.data() + pivot.size(), isFirst, true, &error);
     result.append(piece.data(), target);
-    isFirst = false;
+    isFirst = 0;
   } while (error == U_BUFFER_OVERFLOW_ERROR);
   return result;
 }
