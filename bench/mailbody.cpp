@@ -2,15 +2,10 @@
 // whole processes that read the file and write to nowhere. Figures are medians.
 #include "TavroCore/mail/MailBody.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -19,39 +14,11 @@
 #include <string>
 #include <vector>
 
+#include "bench/Command.h"
+
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
-
-struct Cost {
-  double milliseconds = 0;
-  double megabytes = 0;  // the most that the process grew to
-};
-
-Cost costOf(std::vector<std::string> command) {
-  std::vector<char*> argv;
-  for (std::string& word : command) argv.push_back(word.data());
-  argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-  const auto before = Clock::now();
-  pid_t child = 0;
-  const bool started = posix_spawnp(&child, argv[0], &actions, nullptr, argv.data(), environ) == 0;
-  posix_spawn_file_actions_destroy(&actions);
-  int status = 0;
-  rusage usage{};
-  if (!started || wait4(child, &status, 0, &usage) < 0 || status != 0) throw std::runtime_error(command[0] + " failed");
-  return {.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - before).count(),
-          .megabytes = static_cast<double>(usage.ru_maxrss) / 1024};
-}
-
-Cost median(std::vector<Cost> costs) {
-  std::sort(costs.begin(), costs.end(), [](const Cost& a, const Cost& b) { return a.milliseconds < b.milliseconds; });
-  return costs[costs.size() / 2];
-}
 
 /// What newsletters are made of: nested tables, attributes longer than the text, entities, comments.
 std::string newsletter(std::size_t size) {
