@@ -116,6 +116,18 @@ std::string Letter::attachmentBytes(std::size_t index) {
   return reading([&](const fs::path& file) { return Mime::Message(file).attachmentBytes(index); });
 }
 
+std::vector<Mime::Outgoing::File> Letter::files() {
+  return reading([](const fs::path& file) {
+    const Mime::Message message(file);
+    std::vector<Mime::Outgoing::File> files;
+    for (auto& attachment : message.attachments())
+      files.push_back({.name = std::move(attachment.name),
+                       .type = std::move(attachment.type),
+                       .bytes = message.attachmentBytes(files.size())});
+    return files;
+  });
+}
+
 bool Letter::hasKeyword(std::string_view name) const {
   const auto flag = folder->keyword(name);
   return flag && has(*flag);

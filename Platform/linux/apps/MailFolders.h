@@ -48,6 +48,7 @@ struct Letter {
   std::string text();
   std::vector<Mime::Attachment> attachments();
   std::string attachmentBytes(std::size_t index);
+  std::vector<Mime::Outgoing::File> files();  // the attachments with their bytes
 
   // Changes; they throw FileFailure as well.
   void changeFlags(std::string_view added, std::string_view removed);

@@ -96,25 +96,31 @@ class Detail : public DesktopObject {
   std::string text_;
 };
 
-/// One whose address is known from the listing; the name stands in the file.
+/// Those of a message's To line by their names, which stand in the file and not in the listing: read when one is asked.
+struct ToNames {
+  LetterPtr letter;
+  std::optional<std::vector<Mime::Address>> people;
+
+  std::string of(std::size_t index) {
+    if (!people) people = Mime::headers(letter->headerBytes()).to;
+    return index < people->size() ? (*people)[index].name : "";
+  }
+};
+
 class ToRecipient : public DesktopObject {
  public:
-  ToRecipient(Mail& mail, LetterPtr letter, std::size_t index)
-      : DesktopObject(mail), letter_(std::move(letter)), index_(index) {}
+  ToRecipient(Mail& mail, std::shared_ptr<ToNames> names, std::size_t index)
+      : DesktopObject(mail), names_(std::move(names)), index_(index) {}
   std::string className() const override { return "to recipient"; }
   std::string specifier() const override {
-    return "to recipient " + DesktopValues::quoted(address()) + " of " + letter_->specifier();
+    return "to recipient " + DesktopValues::quoted(address()) + " of " + names_->letter->specifier();
   }
-  Value property(std::string_view name) override {
-    if (name == "address") return address();
-    const auto to = Mime::headers(letter_->headerBytes()).to;
-    return index_ < to.size() && to[index_].address == address() ? Value(to[index_].name) : Value("");
-  }
+  Value property(std::string_view name) override { return name == "address" ? address() : names_->of(index_); }
 
  private:
-  const std::string& address() const { return letter_->summary.to[index_]; }
+  const std::string& address() const { return names_->letter->summary.to[index_]; }
 
-  LetterPtr letter_;
+  std::shared_ptr<ToNames> names_;
   std::size_t index_;
 };
 
@@ -235,8 +241,9 @@ std::vector<ObjectPtr> Message::elements(std::string_view className) {
       found.push_back(std::make_shared<Detail>(mail_, letter, std::string(name), person.name, person.address));
   };
   if (className == "to recipient") {
+    const auto names = std::make_shared<ToNames>(ToNames{.letter = letter, .people = std::nullopt});
     for (std::size_t i = 0; i < letter->summary.to.size(); ++i)
-      found.push_back(std::make_shared<ToRecipient>(mail_, letter, i));
+      found.push_back(std::make_shared<ToRecipient>(mail_, names, i));
   } else if (className == "header") {
     for (auto& [name, text] : headerFields(letter->headerBytes()))
       found.push_back(std::make_shared<Detail>(mail_, letter, "header", std::move(name), std::move(text)));

@@ -1,6 +1,7 @@
 #include "Platform/linux/apps/MailPost.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "Platform/Files.h"
 #include "Platform/SystemLog.h"
@@ -19,6 +20,13 @@ namespace {
 [[noreturn]] void refuse(const std::string& text) { throw ScriptError(ErrorNumber::handlerFailed, text); }
 
 bool isSame(std::string_view a, std::string_view b) { return Text::equalIgnoringCase(a, b); }
+
+/// In folded spelling. A header may name a hundred thousand.
+using Addresses = std::unordered_set<std::string>;
+
+bool isFirst(Addresses& known, const Mime::Address& person) {
+  return known.insert(Text::folded(person.address)).second;
+}
 
 const std::string* addressIn(const MailAccount& account, std::string_view address) {
   const auto found = std::find_if(account.emails.begin(), account.emails.end(),
@@ -73,11 +81,6 @@ void add(Draft& draft, Line line, const Mime::Address& person) {
       std::make_shared<AddresseeText>(AddresseeText{.line = line, .name = person.name, .address = person.address}));
 }
 
-bool isAmong(const Draft& draft, std::string_view address) {
-  return std::any_of(draft.addressees.begin(), draft.addressees.end(),
-                     [&](const auto& addressee) { return isSame(addressee->address, address); });
-}
-
 /// From the account that holds the message, by the address that it came to where that is one of the account's.
 void sendFromWhereItCame(Mail& mail, Draft& draft, const Letter& letter, const Mime::Headers& headers) {
   const auto account = mail.account(letter.folder->place.account);
@@ -110,12 +113,13 @@ void Post::reply(Mail& mail, Draft& draft, const LetterPtr& letter, bool toAll) 
   draft.inReplyTo = headers.messageID;
   draft.references = thread(headers);
   sendFromWhereItCame(mail, draft, *letter, headers);
+  Addresses known;
   for (const auto& person : headers.replyTo.empty() ? headers.fromAddresses : headers.replyTo)
-    if (!isAmong(draft, person.address)) add(draft, Line::to, person);
+    if (isFirst(known, person)) add(draft, Line::to, person);
   if (!toAll) return;
   for (const auto* people : {&headers.to, &headers.cc})
     for (const auto& person : *people)
-      if (!isOwn(mail, person.address) && !isAmong(draft, person.address)) add(draft, Line::cc, person);
+      if (!isOwn(mail, person.address) && isFirst(known, person)) add(draft, Line::cc, person);
 }
 
 void Post::forward(Mail& mail, Draft& draft, const LetterPtr& letter) {
@@ -138,6 +142,7 @@ bool isAddress(std::string_view text) {
 /// All of one line, each once.
 std::vector<Mime::Address> people(const Draft& draft, Line line) {
   std::vector<Mime::Address> found;
+  Addresses known;
   for (const auto& addressee : draft.addressees) {
     if (addressee->line != line) continue;
     auto named = Mime::addresses(addressee->address);
@@ -145,9 +150,7 @@ std::vector<Mime::Address> people(const Draft& draft, Line line) {
     if (named.size() == 1 && !addressee->name.empty()) named.front().name = addressee->name;
     for (auto& person : named) {
       if (!isAddress(person.address)) refuse("“" + addressee->address + "” isn’t an e-mail address.");
-      const bool isKnown =
-          std::any_of(found.begin(), found.end(), [&](const auto& one) { return isSame(one.address, person.address); });
-      if (!isKnown) found.push_back(std::move(person));
+      if (isFirst(known, person)) found.push_back(std::move(person));
     }
   }
   return found;
@@ -165,11 +168,8 @@ std::vector<Mime::Outgoing::File> attachments(const Draft& draft) {
   std::vector<Mime::Outgoing::File> files;
   for (const auto& file : draft.files)
     files.push_back({.name = file->filename().string(), .type = "", .bytes = bytesOf(*file)});
-  if (draft.answer != Draft::Answer::forward) return files;
-  const auto originals = draft.original->attachments();
-  for (std::size_t i = 0; i < originals.size(); ++i)
-    files.push_back(
-        {.name = originals[i].name, .type = originals[i].type, .bytes = draft.original->attachmentBytes(i)});
+  if (draft.answer == Draft::Answer::forward)
+    for (auto& file : draft.original->files()) files.push_back(std::move(file));
   return files;
 }
 
