@@ -1,6 +1,8 @@
 // Guards the owner's calendars: what is found in a span, what a change leaves on disk, and what is never written over.
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <thread>
 
 #include "Platform/Text.h"
 #include "tests/calendar/CalendarDesk.h"
@@ -224,6 +226,45 @@ TEST_F(CalendarStoreTest, neverWritesOverWhatIsDamagedOrChanged) {
   std::filesystem::remove(root / "calendars/work/one.ics");
   EXPECT_THROW(store.save(event), Error);
   EXPECT_FALSE(Files::exists(root / "calendars/work/one.ics"));
+}
+
+TEST_F(CalendarStoreTest, losesNoneOfManyChangesAtOnce) {
+  event("w", "DTSTART:20260302T090000Z\nRRULE:FREQ=DAILY;COUNT=80");
+  std::atomic<std::size_t> removed = 0;
+  const auto remove = [&](bool isFirst) {
+    for (int turn = 0; turn < 30; ++turn) try {
+        CalendarStore own(root);
+        const auto events = own.events(at("2026-03-01"), at("2026-06-30"));
+        own.remove(isFirst ? events.front() : events.back());
+        ++removed;
+      } catch (const Error&) {  // refused: another was first
+      }
+  };
+  std::thread other(remove, true);
+  remove(false);
+  other.join();
+  EXPECT_EQ(eventsOf("2026-03-01", "2026-06-30").size(), 80 - removed);
+}
+
+TEST_F(CalendarStoreTest, bearsWhatNobodyWouldWrite) {
+  const std::string one = "BEGIN:VEVENT\nUID:m\nDTSTART:10000101T000000Z\nRRULE:FREQ=DAILY\nEND:VEVENT";
+  std::string many, nested;
+  for (int year = 1000; year < 9999; ++year)
+    many +=
+        fmt::format("BEGIN:VEVENT\nUID:m\nRECURRENCE-ID:{0}0101T000000Z\nDTSTART:{0}0101T000000Z\nEND:VEVENT\n", year);
+  for (int depth = 0; depth < 100'000; ++depth) nested += "BEGIN:VEVENT\n";
+  const auto title = [](const std::string& text) {
+    return file("BEGIN:VEVENT\nDTSTART:20260314T090000\nSUMMARY:" + text + "\nEND:VEVENT");
+  };
+  put("calendars/work/many.ics", file(many + one));
+  put("calendars/work/nested.ics", file(nested));
+  put("calendars/work/long.ics", title(std::string(3'000'000, 'x')));
+  put("calendars/work/folds.ics", title(Text::replaceAll(std::string(300'000, 'x'), "x", "\n ")));
+  event("ages", "DTSTART:20260314T090000Z\nDURATION:P99999D\nRRULE:FREQ=SECONDLY");
+  event("ever", "DTSTART:00010101T000000Z\nDTEND:99991231T000000Z\nRRULE:FREQ=DAILY\nSUMMARY:\xFF\xFE");
+  const auto began = std::chrono::steady_clock::now();
+  EXPECT_GT(store.events(at("2026-03-14"), at("2026-03-15")).size(), 3u);
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(60));
 }
 
 TEST_F(CalendarStoreTest, listsDirectoriesByTheirNamesForPeople) {

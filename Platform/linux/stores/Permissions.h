@@ -1,0 +1,36 @@
+// What programs may do with the owner's events and reminders: permissions.json in the desktop's root.
+//
+//   {
+//     "events":    { "access": "not determined", "consent": "give" },
+//     "reminders": { "access": "full access" }
+//   }
+//
+// "access" is "not determined", "restricted", "denied", "full access" or "write only". "consent" is what the owner
+// answers when a program asks, "give" or "refuse"; the answer becomes the access. Without it a question is refused,
+// for nobody can be asked here, and the access stays as it is. Other fields are left alone.
+//
+// Where nothing is said, access is full: the files are the owner's own, and so is the decision which agent may
+// act at all. What can't be read, or says something else, is denied.
+#pragma once
+
+#include <optional>
+#include <string_view>
+
+namespace Permissions {
+
+enum class Access { notDetermined, restricted, denied, full, writeOnly };
+enum class Subject { events, reminders };
+
+Access access(Subject subject);
+
+/// The owner's answer to a program that asks for full access. Throws FileFailure when it can't be kept.
+bool request(Subject subject);
+
+/// For the owner's command. Throws FileFailure, and Error when the file is there and can't be read.
+void set(Subject subject, Access access, std::optional<bool> consent = {});
+
+/// "full access"
+std::string_view word(Access access);
+std::optional<Access> accessOf(std::string_view word);
+
+}  // namespace Permissions
