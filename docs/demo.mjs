@@ -47,7 +47,7 @@ async function call(name, args) {
 }
 
 try {
-  heading("0. A desktop with a few notes and contacts, in a temporary directory");
+  heading("0. A desktop with a little mail, notes and contacts, in a temporary directory");
   owner("desktop", "init", "--sample");
 
   heading("1. The agent's client starts tavro-mcp and shakes hands");
@@ -59,7 +59,8 @@ try {
   console.log(indent(tools.map((tool) => tool.name).join(" ")));
 
   heading("2. A read runs at once, in every mode");
-  await call("note_list", {});
+  await call("mail_search", { from: "Mira", limit: "3" });
+  await call("mail_body", { account: "Sample", mailbox: "INBOX", subjectContains: "release notes" });
   await call("contact_find", { query: "an", limit: "3" });
 
   heading("3. A create runs in the mode copilote");
@@ -67,15 +68,15 @@ try {
   await call("note_read", { name: "lisbon" });
 
   heading("4. A destructive action waits for the owner, with what it would touch");
-  const queued = await call("note_delete", { name: "Trip to Lisbon" });
+  const queued = await call("mail_move", { account: "Sample", mailbox: "INBOX", dest: "Archive", from: "Orchard Books" });
   const id = queued.match(/id=([0-9A-F]{8})/)[1];
   console.log("\n  Nothing has happened yet:");
-  await call("note_find", { name: "lisbon" });
+  await call("mail_search", { from: "Orchard Books", mailbox: "INBOX" });
 
   heading("5. The owner looks at the queue and lets it run (--yes, since nobody is at a terminal here)");
   owner("pending");
   owner("approve", id, "--yes");
-  await call("note_find", { name: "lisbon" });
+  await call("mail_search", { from: "Orchard Books", mailbox: "Archive" });
 
   heading("6. A rule of the owner holds from the next call on");
   owner("rule", "add", "--tool", "contact.*", "--decision", "deny", "--yes");
