@@ -39,10 +39,18 @@ ImapAccount imapAccount(const std::string& account) {
   return account.empty() ? std::nullopt : firstOfGmail(isIt);
 }
 
+std::uint16_t usablePort(const IMAPArchiveAccount& account) {
+  try {
+    return imapPort(account);
+  } catch (const Error& failure) {
+    throw ArchiveError::imap(failure.description());
+  }
+}
+
 std::string archiveOverIMAP(const IMAPArchiveAccount& imap, const std::string& mailbox, const Arguments& criteria) {
   const auto password = Keychain::password(imap.email);
   if (!password) throw ArchiveError::missingCredential(imap.email);
-  const std::uint16_t port = imapPort(imap);
+  const std::uint16_t port = usablePort(imap);
   const auto matching = MailCriteria::mailMatchingMessageIDs(imap.mailAccountName, mailbox, criteria);
   if (!matching.ok) throw ArchiveError::osascript(matching.error);
   if (matching.ids.empty()) return "OK archived 0 message(s) - no match";
@@ -93,8 +101,8 @@ std::optional<IMAPArchiveAccount> imapAccountWithEmail(const std::string& email)
 
 std::uint16_t imapPort(const IMAPArchiveAccount& account) {
   if (account.port < 0 || account.port > std::numeric_limits<std::uint16_t>::max()) {
-    throw ArchiveError::imap("the port of " + account.email + " in the settings' imapAccounts is " +
-                             std::to_string(account.port) + ", and a port is at most 65535 (0 stands for 993)");
+    throw Error("the port of " + account.email + " in the settings' imapAccounts is " + std::to_string(account.port) +
+                ", and a port is at most 65535 (0 stands for 993)");
   }
   return static_cast<std::uint16_t>(account.port);
 }

@@ -32,7 +32,7 @@ std::string destinationLabel(const std::string& account);
 /// The server that archives an account of this e-mail address: of the settings, else Gmail's; for testing a login.
 std::optional<IMAPArchiveAccount> imapAccountWithEmail(const std::string& email);
 
-/// The port to dial; 0 stays 0, for which the client takes its default. Throws ArchiveError for one that is no port.
+/// The port to dial; 0 stays 0, for which the client takes its default. Throws Error for one that is no port.
 std::uint16_t imapPort(const IMAPArchiveAccount& account);
 
 }  // namespace MailArchiveService

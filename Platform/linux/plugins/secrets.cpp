@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "Platform/linux/Keyring.h"
+#include "Platform/linux/PlugIn.h"
 
 namespace {
 
@@ -204,15 +205,13 @@ Status readSecret(GList* items, std::string& secret) {
 
 }  // namespace
 
-#define TAVRO_EXPORTED extern "C" __attribute__((visibility("default")))
-
-TAVRO_EXPORTED Status tavroSecretsAdd(const Query& query, std::string_view secret) {
+TAVRO_PLUG_IN Status tavroSecretsAdd(const Query& query, std::string_view secret) {
   if (!mayAsk(query)) return Keyring::notAvailable;
   const Session session;
   return session && session.create(query, secret) ? SecItem::success : Keyring::notAvailable;
 }
 
-TAVRO_EXPORTED Status tavroSecretsRemove(const Query& query) {
+TAVRO_PLUG_IN Status tavroSecretsRemove(const Query& query) {
   if (!mayAsk(query)) return Keyring::notAvailable;
   const Session session;
   Items items;
@@ -224,7 +223,7 @@ TAVRO_EXPORTED Status tavroSecretsRemove(const Query& query) {
   return status;
 }
 
-TAVRO_EXPORTED Status tavroSecretsCopyMatching(const Query& query, std::string* secret) {
+TAVRO_PLUG_IN Status tavroSecretsCopyMatching(const Query& query, std::string* secret) {
   if (!mayAsk(query)) return Keyring::notAvailable;
   const Session session;
   Items items;
