@@ -59,7 +59,7 @@ TEST_F(MaildirTest, findsAMessageAgainThatWasRenamed) {
   const auto before = put("Box/new/1773480413.a.host,S=9");
   const auto entry = box.entries().front();
   fs::rename(before, root / "Box/cur/1773480413.a.host,S=9,U=7:2,F");  // read by one program, numbered by mbsync
-  EXPECT_EQ(box.changeFlags(entry, "S", "")->unique, "1773480413.a.host,S=9,U=7");
+  EXPECT_EQ(box.changeFlags(entry, "S", "").value().unique, "1773480413.a.host,S=9,U=7");
   EXPECT_THAT(names("Box/cur"), ElementsAre("1773480413.a.host,S=9,U=7:2,FS"));
   const auto moved = box.moveTo(mailbox("Other"), entry);
   EXPECT_THAT(moved->unique, StartsWith("1773480413.M"));
