@@ -84,7 +84,7 @@ class DateReader {
 
   std::optional<Dates::Instant> result() const {
     using namespace std::chrono;
-    const auto day = std::chrono::year(year_.value_or(0)) / static_cast<int>(month_.value_or(0)) / day_.value_or(0);
+    const auto day = std::chrono::year(year_.value_or(0)) / month_.value_or(0) / day_.value_or(0);
     if (!year_ || !month_ || !day_ || !day.ok() || hour_ > 23 || minute_ > 59 || second_ > 60) return std::nullopt;
     return Dates::Instant(sys_days(day) + hours(hour_) + minutes(minute_ - offset_) + seconds(std::min(second_, 59)));
   }

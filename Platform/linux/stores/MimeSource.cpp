@@ -1,3 +1,5 @@
+#include "Platform/linux/stores/MimeSource.h"
+
 #include <fcntl.h>
 #include <gmime/gmime.h>
 #include <sys/stat.h>
@@ -11,7 +13,6 @@
 
 #include "Platform/Files.h"
 #include "Platform/linux/stores/MimeInit.h"
-#include "Platform/linux/stores/MimeStructure.h"
 
 namespace {
 
@@ -71,11 +72,11 @@ std::string Mime::Source::read(std::uint64_t begin, std::uint64_t end) const {
   return bytes;
 }
 
-void Mime::decode(const Source& source, const Part& part, const std::function<bool(std::string_view)>& take) {
-  const auto filter = decoder(part.encoding);
+void Mime::decode(const Source& source, const Body& body, const std::function<bool(std::string_view)>& take) {
+  const auto filter = decoder(body.encoding);
   std::array<char, 64 * 1024> piece;
-  for (auto at = part.begin; at < part.end;) {
-    const auto size = source.read(at, piece.data(), std::min<std::uint64_t>(piece.size(), part.end - at));
+  for (auto at = body.begin; at < body.end;) {
+    const auto size = source.read(at, piece.data(), std::min<std::uint64_t>(piece.size(), body.end - at));
     if (size == 0) break;
     at += size;
     if (!take(filter ? filtered(*filter, piece.data(), size, false) : std::string_view(piece.data(), size))) return;
@@ -83,6 +84,6 @@ void Mime::decode(const Source& source, const Part& part, const std::function<bo
   if (!filter) return;
   // GMime keeps back the last bytes of base64 that isn't padded; more padding than needed does no harm.
   std::string padding =
-      g_mime_content_encoding_from_string(part.encoding.c_str()) == GMIME_CONTENT_ENCODING_BASE64 ? "===" : "";
+      g_mime_content_encoding_from_string(body.encoding.c_str()) == GMIME_CONTENT_ENCODING_BASE64 ? "===" : "";
   take(filtered(*filter, padding.data(), padding.size(), true));
 }
