@@ -27,14 +27,14 @@ TEST_F(SendCommandTest, saysHowTheCommandEndedAndWhatItWroteLast) {
       SendCommand::send(command, "x");
       FAIL() << command;
     } catch (const Error& error) {
-      EXPECT_EQ(error.description(), command + end);
+      EXPECT_EQ(error.description(), "the send command" + end);
     }
   }
   try {
-    SendCommand::send("yes | head -c 3000000 | tr -d '\\n' >&2; exit 1; " + std::string(5000, '#'), "x");
+    SendCommand::send("yes | head -c 3000000 | tr -d '\\n' >&2; exit 1", "x");
     FAIL();
   } catch (const Error& error) {
-    EXPECT_LT(error.description().size(), 600u);
+    EXPECT_LT(error.description().size(), 400u);
   }
 }
 

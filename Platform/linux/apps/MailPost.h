@@ -10,7 +10,7 @@
 
 #include "Platform/linux/apps/MailFolders.h"
 #include "Platform/linux/stores/MailStore.h"
-#include "Platform/linux/stores/MimeMessage.h"
+#include "Platform/linux/stores/MimeCompose.h"
 
 namespace MailApplication {
 

@@ -15,7 +15,7 @@
 #include "Platform/Files.h"
 #include "Platform/linux/stores/MailCache.h"
 #include "Platform/linux/stores/MaildirName.h"
-#include "Platform/linux/stores/MimeMessage.h"
+#include "Platform/linux/stores/MimeHeaders.h"
 
 namespace fs = std::filesystem;
 

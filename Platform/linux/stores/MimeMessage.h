@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "Platform/linux/stores/MimeCompose.h"
 #include "Platform/linux/stores/MimeHeaders.h"
 
 namespace Mime {

@@ -41,11 +41,9 @@ std::string ending(const Process::Status& status) {
 }  // namespace
 
 void SendCommand::send(const std::string& command, string_view message) {
-  constexpr std::size_t mostOfTheCommand = 200;
   const auto result = Process::run({.program = "/bin/sh", .arguments = {"-c", command}, .input = std::string(message)});
   if (result.status.ok()) return;
   auto words = lastWords(result.errors);
   if (words.empty()) words = lastWords(result.output);
-  throw Error(shown(command, mostOfTheCommand) + " " + ending(result.status) +
-              (words.empty() ? " and said nothing" : ": " + words));
+  throw Error("the send command " + ending(result.status) + (words.empty() ? " and said nothing" : ": " + words));
 }

@@ -7,8 +7,8 @@
 namespace SendCommand {
 
 /// Runs the command with the message on its standard input, where no other process can see it, and waits for its end.
-/// Throws Error that says how it ended and what it wrote last: "msmtp -t ended with status 75: msmtp: cannot connect to
-/// mail.example: Connection refused".
+/// Throws Error that says how it ended and what it wrote last: "the send command ended with status 75: msmtp: cannot
+/// connect to mail.example: Connection refused". The command itself isn't told: some owners' lines hold a password.
 void send(const std::string& command, std::string_view message);
 
 }  // namespace SendCommand
