@@ -17,6 +17,7 @@
 
 #include "Platform/linux/stores/MailIndex.h"
 #include "Platform/linux/stores/MailStore.h"
+#include "Platform/linux/stores/MimeCompose.h"
 #include "Platform/linux/stores/MimeMessage.h"
 
 namespace MailApplication {
