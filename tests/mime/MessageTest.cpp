@@ -4,6 +4,7 @@
 
 #include "Platform/Files.h"
 #include "Platform/Text.h"
+#include "Platform/linux/stores/MimeCompose.h"
 #include "Platform/linux/stores/MimeMessage.h"
 #include "tests/platform/TemporaryDirectory.h"
 

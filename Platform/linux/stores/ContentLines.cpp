@@ -11,18 +11,34 @@ using std::string_view;
 char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-std::string unfolded(string_view raw) {
-  std::string line;
-  line.reserve(raw.size());
-  for (std::size_t at = 0; at < raw.size(); ++at) {
-    const auto feed = raw.substr(at, 2) == "\r\n" ? at + 1 : at;
-    if (raw[feed] != '\n')
-      line += raw[at];
-    else
-      at = feed + 1 < raw.size() ? feed + 1 : feed;  // the blank that goes on with the line
+/// The line without its end and its foldings; most lines have none, and stay where they are.
+class Unfolded {
+ public:
+  explicit Unfolded(string_view raw) : line_(raw.substr(0, raw.find_last_not_of("\r\n") + 1)) {
+    if (line_.find('\n') != string_view::npos) join();
   }
-  return line;
-}
+  Unfolded(const Unfolded&) = delete;
+  Unfolded& operator=(const Unfolded&) = delete;
+
+  string_view line() const { return line_; }
+
+ private:
+  void join() {
+    joined_.reserve(line_.size());
+    for (auto rest = line_;;) {
+      const auto feed = rest.find('\n');
+      if (feed == string_view::npos) {
+        line_ = joined_.append(rest);
+        return;
+      }
+      joined_.append(rest.substr(0, feed > 0 && rest[feed - 1] == '\r' ? feed - 1 : feed));
+      rest.remove_prefix(std::min(feed + 2, rest.size()));  // with the blank that goes on with the line
+    }
+  }
+
+  string_view line_;
+  std::string joined_;
+};
 
 /// The colon between parameters and value, which quotes hide; or npos.
 std::size_t valueColon(string_view line) {
@@ -104,10 +120,10 @@ Line parse(string_view raw) {
   Line line{.raw = std::string(raw), .group = {}, .name = {}, .parameters = {}};
   // Only what stands before the value is taken apart here: a photo's value may be megabytes.
   constexpr std::size_t enough = 65'536;
-  const auto start = unfolded(raw.substr(0, std::min(raw.size(), enough)));
-  const auto colon = valueColon(start);
+  const Unfolded start(raw.substr(0, enough));
+  const auto colon = valueColon(start.line());
   if (colon == string_view::npos) return line;
-  const auto head = string_view(start).substr(0, colon);
+  const auto head = start.line().substr(0, colon);
   const auto nameEnd = std::min(head.find(';'), head.size());
   const auto dot = head.substr(0, nameEnd).find('.');
   const auto nameBegin = dot == string_view::npos ? 0 : dot + 1;
@@ -133,10 +149,9 @@ void Line::setValue(string_view escapedValue, string_view lineEnd) {
 }
 
 std::string Line::value() const {
-  auto line = unfolded(raw);
-  while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
-  const auto colon = valueColon(line);
-  return colon == std::string::npos ? "" : line.substr(colon + 1);
+  const Unfolded whole(raw);
+  const auto colon = valueColon(whole.line());
+  return colon == string_view::npos ? "" : std::string(whole.line().substr(colon + 1));
 }
 
 std::string Line::text() const { return unescaped(value()); }
