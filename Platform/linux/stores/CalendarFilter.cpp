@@ -29,16 +29,19 @@ std::optional<Day> untilOf(string_view line) {
   return stamp ? std::optional(floor<days>(stamp->wall)) : std::nullopt;
 }
 
-/// Walks over the lines, as they are written everywhere: names in capitals, dates not folded. Anything else is left
-/// to the one who reads properly.
+/// Walks over the lines, as they are written everywhere: names in capitals, and not folded. Anything else is left to
+/// the one who reads properly.
 class Scan {
  public:
   Scan(Day from, Day to) : from_(from), to_(to) {}
 
   /// True as soon as something may be in the span.
   bool take(string_view line) {
+    const bool isContinuation = line.starts_with(' ') || line.starts_with('\t');
+    if (isContinuation) return isAfterBegin_;
+    isAfterBegin_ = line.starts_with("BEGIN");
+    if (isOdd(line)) return true;
     if (line.starts_with("BEGIN:VEVENT")) return begin();
-    if (hasSmallLetters(line.substr(0, 5))) return true;
     if (!isInEvent_) return false;
     if (line.starts_with("END:VEVENT")) return end();
     if (line.starts_with("DTSTART")) return keep(first_, dayOf(line));
@@ -48,9 +51,13 @@ class Scan {
   }
 
  private:
-  static bool hasSmallLetters(string_view text) {
-    return std::any_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; }) && text.front() != ' ' &&
-           text.front() != '\t';
+  bool isOdd(string_view line) const {
+    if (line.empty() || line == "\r") return false;
+    const auto colon = line.find(':');
+    if (colon == string_view::npos) return true;
+    const auto name = isAfterBegin_ ? line : line.substr(0, std::min(colon, line.find(';')));
+    return std::any_of(name.begin(), name.end(), [](char c) { return c >= 'a' && c <= 'z'; }) ||
+           (isAfterBegin_ && (colon != string_view("BEGIN").size() || line.find_first_of(" \t") != string_view::npos));
   }
 
   bool begin() {
@@ -73,7 +80,7 @@ class Scan {
   }
 
   Day from_, to_;
-  bool isInEvent_ = false;
+  bool isInEvent_ = false, isAfterBegin_ = false;
   std::optional<Day> first_, last_, until_;
 };
 
