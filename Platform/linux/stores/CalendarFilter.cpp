@@ -41,14 +41,16 @@ class Scan {
     if (isContinuation) return isAfterBegin_;
     isAfterBegin_ = line.starts_with("BEGIN");
     if (isOdd(line)) return true;
-    if (line.starts_with("BEGIN:VEVENT")) return begin();
+    if (line.starts_with("BEGIN:VEVENT")) return isInEvent_ || begin();
     if (!isInEvent_) return false;
     if (line.starts_with("END:VEVENT")) return end();
-    if (line.starts_with("DTSTART")) return keep(first_, dayOf(line));
+    if (line.starts_with("DTSTART")) return first_.has_value() || keep(first_, dayOf(line));
     if (line.starts_with("DTEND")) return keep(last_, dayOf(line));
     if (line.starts_with("RRULE")) return keep(until_, untilOf(line));
     return line.starts_with("DURATION") || line.starts_with("RDATE") || line.find("RANGE=") != string_view::npos;
   }
+
+  bool isInEvent() const { return isInEvent_; }
 
  private:
   bool isOdd(string_view line) const {
@@ -94,5 +96,5 @@ bool CalendarFilter::mayOverlap(string_view file, Dates::Instant from, Dates::In
     if (scan.take(file.substr(at, feed - at))) return true;
     at = feed + 1;
   }
-  return false;
+  return scan.isInEvent();  // whose end is written in some other way
 }

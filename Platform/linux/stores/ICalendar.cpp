@@ -156,7 +156,7 @@ class Reader {
  private:
   bool take(Line line) {
     if (line.name.empty()) return takeBlank(std::move(line));
-    if (!line.group.empty() || !isName(line.name)) return false;
+    if (!line.group.empty() || line.raw.front() == '.' || !isName(line.name)) return false;  // calendars have no groups
     if (line.name == "BEGIN") return begin(line);
     if (open_.empty()) return false;
     if (line.name == "END") return end(line);
