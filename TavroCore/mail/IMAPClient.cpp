@@ -13,7 +13,6 @@ namespace {
 
 using IMAPError = IMAPClient::IMAPError;
 
-constexpr double secondsOfAWait = 20.0;
 constexpr std::uint16_t usualPort = 993;
 constexpr const char* usualAllMailFolder = "[Gmail]/All Mail";
 constexpr std::size_t mostBytesAtOnce = 65536;
@@ -119,8 +118,9 @@ IMAPClient::IMAPError IMAPClient::IMAPError::server(const std::string& text) {
 }
 
 int IMAPClient::archiveByMessageID(const std::string& host, std::uint16_t port, const std::string& email,
-                                   const std::string& password, const std::vector<std::string>& messageIDs) {
-  IMAPClient client(host, port, secondsOfAWait);
+                                   const std::string& password, const std::vector<std::string>& messageIDs,
+                                   double ioTimeout) {
+  IMAPClient client(host, port, ioTimeout);
   client.open();
   client.login(email, password);
   const std::string folder = quoted("the All Mail folder's name", client.findAllMailFolder());
@@ -137,8 +137,8 @@ int IMAPClient::archiveByMessageID(const std::string& host, std::uint16_t port, 
 }
 
 void IMAPClient::verifyLogin(const std::string& host, std::uint16_t port, const std::string& email,
-                             const std::string& password) {
-  IMAPClient client(host, port, secondsOfAWait);
+                             const std::string& password, double ioTimeout) {
+  IMAPClient client(host, port, ioTimeout);
   client.open();
   client.login(email, password);
   client.logout();

@@ -33,15 +33,18 @@ class IMAPClient {
   /// A server that answers one command with more bytes than this gets an IMAPError. It is enough for the names of
   /// some 100,000 mailboxes.
   static constexpr std::size_t longestReply = 8 << 20;
+  /// The limit of each wait, in seconds.
+  static constexpr double secondsOfAWait = 20.0;
 
   /// Moves the INBOX's messages with these Message-IDs (with or without angle brackets) to the All Mail folder and
   /// returns how many went. One that isn't there counts nothing; neither does a text that can be no Message-ID. What
   /// was moved before a failure stays moved. Throws IMAPError.
   static int archiveByMessageID(const std::string& host, std::uint16_t port, const std::string& email,
-                                const std::string& password, const std::vector<std::string>& messageIDs);
+                                const std::string& password, const std::vector<std::string>& messageIDs,
+                                double ioTimeout = secondsOfAWait);
   /// Connects, logs in and out. Throws IMAPError.
   static void verifyLogin(const std::string& host, std::uint16_t port, const std::string& email,
-                          const std::string& password);
+                          const std::string& password, double ioTimeout = secondsOfAWait);
 
   /// Port 0 dials 993. Nothing is sent yet. Throws IMAPError when this machine has no TLS to offer.
   IMAPClient(const std::string& host, std::uint16_t port, double ioTimeout);

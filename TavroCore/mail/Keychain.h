@@ -21,7 +21,8 @@ class KeychainError : public Error {
   using Error::Error;
 };
 
-/// Replaces what the account has; when the new one can't be stored the old one is gone too. Throws KeychainError.
+/// Replaces what the account has; when the new one can't be stored the old one is gone too, unless it can't be removed.
+/// Throws KeychainError.
 void setPassword(const std::string& password, const std::string& account);
 /// Nothing when there is none, when it can't be had without the person (a locked keychain), or when it isn't UTF-8.
 std::optional<std::string> password(const std::string& account);

@@ -38,7 +38,7 @@ class MailTest : public ScriptedDesk {
     letter(
         "work/INBOX", "1773480413.M1.host:2,S",
         "From: Bob Ray <bob@x.example>\nTo: al@work.example, Cy <cy@y.example>\n"
-        "Cc: dee@z.example, ANN@work.example, bob@x.example\nSubject: Plan\nMessage-ID: <2@x.example>\n"
+        "Cc: dee@z.example, ANN@work.example, Team, bob@x.example\nSubject: Plan\nMessage-ID: <2@x.example>\n"
         "References: <0@x.example>\nIn-Reply-To: <1@x.example>\nDate: Sat, 14 Mar 2026 09:26:53 +0000\n"
         "MIME-Version: 1.0\nContent-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/plain\n\nShall we?\n"
         "--b\nContent-Type: text/csv; name=plan.csv\nContent-Disposition: attachment; filename=plan.csv\n\n1,2\n"
@@ -89,7 +89,7 @@ TEST_F(MailTest, showsAccountsMailboxesAndMessages) {
       {"set m to first message of inbox whose subject is \"Plan\"\n"
        "get {name of to recipients of m, address of to recipients of m, address of cc recipients of m, count of "
        "recipients of m}",
-       ", Cy, al@work.example, cy@y.example, dee@z.example, ANN@work.example, bob@x.example, 5"},
+       ", Cy, al@work.example, cy@y.example, dee@z.example, ANN@work.example, , bob@x.example, 6"},
       {"set m to first message of inbox whose subject is \"Plan\"\n"
        "get {name, MIME type, file size} of mail attachment 1 of m",
        "plan.csv, text/csv, [0-9]"},

@@ -177,6 +177,20 @@ TEST_F(IMAPClientTest, aLongReplyOfShortLinesIsReadInOnePass) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
 }
 
+TEST_F(IMAPClientTest, aServerThatFallsSilentIsLeft) {
+  const std::vector<std::pair<Manners, std::string>> rows = {{Manners::silentFromStart, "imap timeout: connect"},
+                                                             {Manners::silent, "imap timeout: read"}};
+  for (const auto& [manners, said] : rows) {
+    FakeServer server(certificate_, {}, manners);
+    try {
+      IMAPClient::verifyLogin("localhost", server.port(), email, "secret", 0.3);
+      ADD_FAILURE() << said;
+    } catch (const IMAPClient::IMAPError& error) {
+      EXPECT_EQ(error.description(), said);
+    }
+  }
+}
+
 TEST_F(IMAPClientTest, thePortThatCantBeDialledIs993) {
   constexpr FakeServer::Address address = {"127.31.41.59", 993};
   Certificate certificate(directory_.path(), "IP:127.31.41.59");

@@ -336,9 +336,9 @@ void Mail::keepShownDrafts() {
     if (!draft->isVisible || draft->isClosed || draft->kept) continue;
     try {
       Post::save(*this, *draft);
-    } catch (const Error& failure) {
+    } catch (const std::exception& failure) {
       SystemLog::error("tavro.desktop", "mail", "A message of a script could not be kept in the drafts",
-                       failure.description());
+                       failure.what());
     }
   }
 }

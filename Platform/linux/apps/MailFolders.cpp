@@ -8,6 +8,7 @@
 #include "Platform/Files.h"
 #include "Platform/Text.h"
 #include "Platform/linux/apps/DesktopApplication.h"
+#include "Platform/linux/stores/MaildirName.h"
 
 namespace fs = std::filesystem;
 using namespace AppleScript;
@@ -63,10 +64,7 @@ std::string headerOf(const fs::path& file) {
 // ---- Letters.
 
 /// A program that uploads a message adds to its unique name (",U=5"), so the part before that counts.
-std::int64_t Letter::id() const {
-  const std::string_view unique = summary.entry.unique;
-  return numberOf(unique.substr(0, unique.find(',')));
-}
+std::int64_t Letter::id() const { return numberOf(MaildirName::base(summary.entry.unique)); }
 
 std::string Letter::specifier() const { return "message id " + std::to_string(id()) + " of " + folder->specifier(); }
 

@@ -114,12 +114,15 @@ void Post::reply(Mail& mail, Draft& draft, const LetterPtr& letter, bool toAll) 
   draft.references = thread(headers);
   sendFromWhereItCame(mail, draft, *letter, headers);
   Addresses known;
+  const auto isNew = [&](const Mime::Address& person) {  // some lines name lists and groups that no mail can go to
+    return Mime::isAddress(person.address) && isFirst(known, person);
+  };
   for (const auto& person : headers.replyTo.empty() ? headers.fromAddresses : headers.replyTo)
-    if (isFirst(known, person)) add(draft, Line::to, person);
+    if (isNew(person)) add(draft, Line::to, person);
   if (!toAll) return;
   for (const auto* people : {&headers.to, &headers.cc})
     for (const auto& person : *people)
-      if (!isOwn(mail, person.address) && isFirst(known, person)) add(draft, Line::cc, person);
+      if (!isOwn(mail, person.address) && isNew(person)) add(draft, Line::cc, person);
 }
 
 void Post::forward(Mail& mail, Draft& draft, const LetterPtr& letter) {
@@ -133,12 +136,6 @@ void Post::forward(Mail& mail, Draft& draft, const LetterPtr& letter) {
 
 namespace {
 
-/// What a mail program takes for an address, whatever the far end thinks of it.
-bool isAddress(std::string_view text) {
-  return !text.empty() &&
-         std::none_of(text.begin(), text.end(), [](char c) { return (c >= 0 && c <= ' ') || c == 127; });
-}
-
 /// All of one line, each once.
 std::vector<Mime::Address> people(const Draft& draft, Line line) {
   std::vector<Mime::Address> found;
@@ -149,7 +146,7 @@ std::vector<Mime::Address> people(const Draft& draft, Line line) {
     if (named.empty()) refuse("“" + addressee->address + "” isn’t an e-mail address.");
     if (named.size() == 1 && !addressee->name.empty()) named.front().name = addressee->name;
     for (auto& person : named) {
-      if (!isAddress(person.address)) refuse("“" + addressee->address + "” isn’t an e-mail address.");
+      if (!Mime::isAddress(person.address)) refuse("“" + addressee->address + "” isn’t an e-mail address.");
       if (isFirst(known, person)) found.push_back(std::move(person));
     }
   }
@@ -229,8 +226,8 @@ template <class Work>
 void afterwards(const char* failed, Work work) {
   try {
     work();
-  } catch (const Error& failure) {
-    SystemLog::error("tavro.desktop", "mail", failed, failure.description());
+  } catch (const std::exception& failure) {
+    SystemLog::error("tavro.desktop", "mail", failed, failure.what());
   }
 }
 

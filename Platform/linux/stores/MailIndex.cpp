@@ -9,8 +9,10 @@
 #include <atomic>
 #include <cerrno>
 #include <functional>
+#include <system_error>
 #include <thread>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "Platform/Files.h"
 #include "Platform/linux/stores/MailCache.h"
@@ -50,15 +52,19 @@ bool takeStamp(const Maildir& mailbox, Item& item) {
 /// Gives those that were renamed since they were listed the names of a new listing. Who is renamed again stays without
 /// a stamp, and is looked for when it is read.
 void renameVanished(const Maildir& mailbox, std::vector<Item>& items) {
+  std::unordered_set<std::string> listed;  // by messages that are still there under their names
+  for (const auto& item : items)
+    if (item.isThere) listed.insert(item.summary.entry.unique);
   std::unordered_map<std::string, Maildir::Entry> entries;
   for (auto& entry : mailbox.entries()) {
+    if (listed.contains(entry.unique)) continue;
     auto base = std::string(MaildirName::base(entry.unique));
     entries.insert_or_assign(std::move(base), std::move(entry));
   }
   for (auto& item : items) {
     if (item.isThere) continue;
     const auto found = entries.find(std::string(MaildirName::base(item.summary.entry.unique)));
-    if (found == entries.end()) continue;
+    if (found == entries.end() || !MaildirName::mayBeOne(found->second.unique, item.summary.entry.unique)) continue;
     item.summary.entry = found->second;
     item.isThere = true;
     takeStamp(mailbox, item);
@@ -122,7 +128,7 @@ void write(const fs::path& target, const std::string& bytes) {
 
 // ---- Reading headers.
 
-/// Where the header ends in `bytes`, looked for from `from` on.
+/// Is the end of the header in `bytes`? What stands before `from` was looked through already.
 bool hasWholeHeader(string_view bytes, std::size_t from) {
   from = from < 3 ? 0 : from - 3;
   return bytes.starts_with("\n") || bytes.starts_with("\r\n") || bytes.find("\n\n", from) != string_view::npos ||
@@ -212,7 +218,10 @@ void readAll(const Maildir& mailbox, const std::vector<Item*>& items) {
   const auto count =
       std::min<std::size_t>({std::thread::hardware_concurrency(), items.size() / worthAThread, mostThreads});
   std::vector<std::jthread> others;
-  for (std::size_t i = 1; i < count; ++i) others.emplace_back(work);
+  try {
+    for (std::size_t i = 1; i < count; ++i) others.emplace_back(work);
+  } catch (const std::system_error&) {  // those that started, and this one, do it all
+  }
   work();
 }
 

@@ -196,8 +196,10 @@ bool renameTo(const fs::path& from, const fs::path& to) {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
   int failure = errno;
   if (failure == EINVAL || failure == ENOSYS) {  // this file system has no such flag
-    if (::link(from.c_str(), to.c_str()) == 0) return ::unlink(from.c_str()) == 0;
+    const bool isLinked = ::link(from.c_str(), to.c_str()) == 0;
+    if (isLinked && ::unlink(from.c_str()) == 0) return true;
     failure = errno;
+    if (isLinked) ::unlink(to.c_str());  // or the message would be there twice
   }
   if (failure == ENOENT || failure == EEXIST) return false;
   throw FileFailure("rename", from, failure);
@@ -268,17 +270,18 @@ bool copyTo(const fs::path& from, const Maildir& destination, const Entry& moved
   return true;
 }
 
-/// Copies, and removes the original. A copy whose original stays, because its directory may not be written to, is taken
-/// back.
+/// Copies, and removes the original. A copy is taken back whose original stays, because its directory may not be
+/// written to, or has meanwhile been taken away by somebody else.
 bool carryOver(const Maildir& source, const Entry& entry, const Maildir& destination, const Entry& moved) {
   if (!copyTo(source.file(entry), destination, moved)) return false;
   try {
-    source.remove(entry);
+    if (source.remove(entry)) return true;
   } catch (const FileFailure&) {
     ::unlink(destination.file(moved).c_str());
     throw;
   }
-  return true;
+  ::unlink(destination.file(moved).c_str());
+  return false;
 }
 
 }  // namespace
@@ -304,7 +307,8 @@ std::optional<Entry> Maildir::find(const std::string& unique) const {
   for (auto& entry : found)
     if (entry.unique == unique) return std::move(entry);
   // Of several none is surely the one that was meant.
-  return found.size() == 1 ? std::optional(std::move(found.front())) : std::nullopt;
+  const bool isSure = found.size() == 1 && MaildirName::mayBeOne(found.front().unique, unique);
+  return isSure ? std::optional(std::move(found.front())) : std::nullopt;
 }
 
 fs::path Maildir::file(const Entry& entry) const {
@@ -361,7 +365,9 @@ std::optional<char> Maildir::keyword(string_view name) const {
 }
 
 std::optional<char> Maildir::keywordOrNew(string_view name) const {
-  if (const auto known = keyword(name)) return known;
+  const auto names = MailKeywords::read(directory_);
+  if (const auto known = MailKeywords::letter(names, name)) return known;
+  if (std::none_of(names.begin(), names.end(), [](const auto& one) { return one.empty(); })) return std::nullopt;
   std::string used;  // by messages, though nobody says for what: another program's, or the file was lost
   for (const auto& entry : entries()) used += entry.flags;
   return MailKeywords::letterOrNew(directory_, name, used);

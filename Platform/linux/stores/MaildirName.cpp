@@ -66,6 +66,14 @@ string_view base(string_view unique) {
   return unique.substr(0, end);
 }
 
+bool mayBeOne(string_view a, string_view b) {
+  const auto number = [](string_view unique) {
+    const auto at = unique.find(",U=");
+    return at == string_view::npos ? string_view() : unique.substr(at, unique.find(',', at + 1) - at);
+  };
+  return base(a) == base(b) && (number(a).empty() || number(b).empty() || number(a) == number(b));
+}
+
 std::string flags(string_view info) { return sortedLetters(std::string(letters(info))); }
 
 std::string infoWithFlags(string_view info, const std::string& flags) {

@@ -20,6 +20,9 @@ Parts split(std::string_view name);
 /// changes it.
 std::string_view base(std::string_view unique);
 
+/// Can these be unique parts that one message had one after the other? Not when mbsync gave them two numbers (",U=").
+bool mayBeOne(std::string_view a, std::string_view b);
+
 /// The letters of an info, sorted, each once. An info that doesn't begin with ":2," has none.
 std::string flags(std::string_view info);
 /// `info` with these flags in place of its own. Whatever another program put behind the letters stays.

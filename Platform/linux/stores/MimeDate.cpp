@@ -69,6 +69,7 @@ class DateReader {
       take(word.substr(0, 10));
       word.remove_prefix(11);
     }
+    if (word.empty()) return;
     const auto first = word.front();
     if (first == '+' || first == '-')
       takeOffset(word);
