@@ -102,7 +102,7 @@ std::optional<IMAPArchiveAccount> imapAccountWithEmail(const std::string& email)
 std::uint16_t imapPort(const IMAPArchiveAccount& account) {
   if (account.port < 0 || account.port > std::numeric_limits<std::uint16_t>::max()) {
     throw Error("the port of " + account.email + " in the settings' imapAccounts is " + std::to_string(account.port) +
-                ", and a port is at most 65535 (0 stands for 993)");
+                ", and a port lies between 0 (for the usual 993) and 65535");
   }
   return static_cast<std::uint16_t>(account.port);
 }

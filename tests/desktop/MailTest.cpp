@@ -214,6 +214,8 @@ TEST_F(MailTest, savesADraftOnceAndWithItsFiles) {
       {fresh + attach("mail") + "save m", ".*it isn’t a file. .-10000."},
       {fresh + "tell m to make new to recipient with properties {address:\"two words\"}\nsend m",
        ".*isn’t an e-mail address. .-10000."},
+      {fresh + "tell m to make new to recipient with properties {address:\"a@b.example c@d.example\"}\nsend m",
+       ".*“a@b.example c@d.example” isn’t an e-mail address. .-10000."},
       {fresh + "set colour of m to 1", ".*-1728."},
       {"make new outgoing message with properties {subject:\"S\", content:\"lost\"}\ncount of outgoing messages", "1"},
   });
@@ -291,9 +293,16 @@ TEST_F(MailTest, answersInTheThread) {
   EXPECT_THAT(sentMessage(), AllOf(HasSubstr("Subject: Fwd: Plan\n"), HasSubstr("To: eve@x.example\n"),
                                    HasSubstr("plan.csv"), Not(HasSubstr("References:"))));
   EXPECT_THAT(files("work/INBOX"), ElementsAre(MatchesRegex(".*:2,PRS")));
+  const std::string answer = "set r to reply message 1 of inbox\nget {subject of r, address of recipients of r}";
   letter("work/INBOX", "1773480500.M1.host:2,", simple("RE: x", "bot@x.example\nReply-To: desk@x.example"));
-  expect(
-      {{"set r to reply message 1 of inbox\nget {subject of r, address of recipients of r}", "RE: x, desk@x.example"}});
+  expect({{answer, "RE: x, desk@x.example"}});
+  letter("work/INBOX", "1773480501.M1.host:2,", simple("y", "bot@x.example\nReply-To: nobody in particular"));
+  expect({{answer, "Re: y, bot@x.example"}});
+  letter("work/INBOX", "1773480502.M1.host:2,", simple("own", "al@work.example\nTo: Cy <cy@y.example>"));
+  expect({{answer, "Re: own, cy@y.example"}});
+  // Never from another account, when this one's address can't be told.
+  put("mail/work/account.json", R"({"emails": ["al@work.example"],})");
+  expect({{answer, ".*Can’t tell the account’s e-mail address: .*/work/account.json isn’t a JSON object.* .-10000."}});
 }
 
 TEST_F(MailTest, showsACopyOfAMessageAndSavesItsFiles) {

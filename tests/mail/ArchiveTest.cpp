@@ -110,7 +110,7 @@ TEST_F(ArchiveTest, connectsOnlyWithAPasswordAPortAndAMatch) {
   for (const long long port : {65536LL, -1LL}) {
     setUp("Work", port);
     EXPECT_EQ(archive({}), fmt::format("error: IMAP archive failed: the port of ann@example.org in the settings' "
-                                       "imapAccounts is {}, and a port is at most 65535 (0 stands for 993)",
+                                       "imapAccounts is {}, and a port lies between 0 (for the usual 993) and 65535",
                                        port));
   }
   EXPECT_THAT(asked(), IsEmpty());

@@ -203,12 +203,13 @@ TEST_F(MailToolsDiskTest, readAndOpenTheNewestMatch) {
   EXPECT_THAT(Files::read(Text::trim(shownFile())).value_or(""), HasSubstr("Subject: Re: Report\n"));
 }
 
-TEST_F(MailToolsDiskTest, useTheLastMailboxOfAName) {
+TEST_F(MailToolsDiskTest, tellMailboxesOfOneNameApart) {
   letter("work/Old", "In Old");
   letter("work/old", "In old");
-  EXPECT_THAT(inbox("headers", "mailbox=OLD"), HasSubstr("In old"));
-  EXPECT_EQ(inbox("move", "mailbox=Old;dest=INBOX;from=ann"), "OK moved 1 message(s) -> INBOX");
+  EXPECT_THAT(inbox("headers", "mailbox=OLD"), HasSubstr("In Old"));
+  EXPECT_EQ(inbox("move", "mailbox=old 2;dest=INBOX;from=ann"), "OK moved 1 message(s) -> INBOX");
   EXPECT_EQ(files("work/Old"), Lines{"In Old:"});
+  EXPECT_EQ(files("work/old"), Lines{});
 }
 
 TEST_F(MailToolsDiskTest, flagAndMarkAsJunk) {

@@ -121,6 +121,7 @@ std::vector<Mime::Outgoing::File> Letter::files() {
     for (auto& attachment : message.attachments())
       files.push_back({.name = std::move(attachment.name),
                        .type = std::move(attachment.type),
+                       .charset = std::move(attachment.charset),
                        .bytes = message.attachmentBytes(files.size())});
     return files;
   });

@@ -81,15 +81,37 @@ void add(Draft& draft, Line line, const Mime::Address& person) {
       std::make_shared<AddresseeText>(AddresseeText{.line = line, .name = person.name, .address = person.address}));
 }
 
-/// From the account that holds the message, by the address that it came to where that is one of the account's.
+[[noreturn]] void refuseWithoutAddress(Mail& mail, const std::string& account, bool isBroken) {
+  const auto file = (mail.root() / account / "account.json").string();
+  if (isBroken) refuse("Can’t tell the account’s e-mail address: " + file + " isn’t a JSON object that can be read.");
+  refuse("The account has no e-mail address. Write one into \"emails\" of " + file + ".");
+}
+
+/// From the account that holds the message, by the address that it came to where that is one of the account's. Never
+/// from another account: its address is nobody's business there.
 void sendFromWhereItCame(Mail& mail, Draft& draft, const Letter& letter, const Mime::Headers& headers) {
-  const auto account = mail.account(letter.folder->place.account);
-  if (!account || account->emails.empty()) return;
+  const auto& directory = letter.folder->place.account;
+  const auto account = mail.account(directory);
+  if (!account || account->emails.empty()) refuseWithoutAddress(mail, directory, account && account->isBroken);
   draft.account = account->directory;
   draft.address = account->emails.front();
-  for (const auto* people : {&headers.cc, &headers.to})
+  for (const auto* people : {&headers.to, &headers.cc})
     for (const auto& person : *people)
-      if (const auto own = addressIn(*account, person.address)) draft.address = *own;
+      if (const auto own = addressIn(*account, person.address)) return void(draft.address = *own);
+}
+
+bool canReach(const std::vector<Mime::Address>& people) {
+  return std::any_of(people.begin(), people.end(), [](const auto& one) { return Mime::isAddress(one.address); });
+}
+
+/// Whom an answer goes to: where the writer wants answers, or the writer; of the owner's own message those whom it was
+/// for.
+const std::vector<Mime::Address>& answered(Mail& mail, const Mime::Headers& headers) {
+  const auto& writers = canReach(headers.replyTo) ? headers.replyTo : headers.fromAddresses;
+  const auto isOwned = [&](const auto& one) { return isOwn(mail, one.address); };
+  const bool isOwnMessage = std::all_of(writers.begin(), writers.end(), isOwned);
+  const bool hasOthers = !std::all_of(headers.to.begin(), headers.to.end(), isOwned) && canReach(headers.to);
+  return isOwnMessage && hasOthers ? headers.to : writers;
 }
 
 /// A thread of thousands keeps its root and its latest turns.
@@ -117,8 +139,9 @@ void Post::reply(Mail& mail, Draft& draft, const LetterPtr& letter, bool toAll) 
   const auto isNew = [&](const Mime::Address& person) {  // some lines name lists and groups that no mail can go to
     return Mime::isAddress(person.address) && isFirst(known, person);
   };
-  for (const auto& person : headers.replyTo.empty() ? headers.fromAddresses : headers.replyTo)
-    if (isNew(person)) add(draft, Line::to, person);
+  const auto& chosen = answered(mail, headers);
+  for (const auto& person : chosen)
+    if ((&chosen != &headers.to || !isOwn(mail, person.address)) && isNew(person)) add(draft, Line::to, person);
   if (!toAll) return;
   for (const auto* people : {&headers.to, &headers.cc})
     for (const auto& person : *people)
@@ -136,6 +159,17 @@ void Post::forward(Mail& mail, Draft& draft, const LetterPtr& letter) {
 
 namespace {
 
+/// A text that can be read in more than one way would leave somebody out, or write to somebody else.
+bool isClear(std::string_view text, const std::vector<Mime::Address>& read) {
+  const auto isControl = [](char c) { return (c >= 0 && c < ' ') || c == 127; };
+  const auto isDoubtful = [](const Mime::Address& one) {
+    return !Mime::isAddress(one.address) || (one.name != one.address && one.name.find('@') != std::string::npos);
+  };
+  return !read.empty() && std::none_of(read.begin(), read.end(), isDoubtful) &&
+         std::none_of(text.begin(), text.end(), isControl) && text.find("\uFFFD") == std::string_view::npos &&
+         std::count(text.begin(), text.end(), '<') == std::count(text.begin(), text.end(), '>');
+}
+
 /// All of one line, each once.
 std::vector<Mime::Address> people(const Draft& draft, Line line) {
   std::vector<Mime::Address> found;
@@ -143,12 +177,10 @@ std::vector<Mime::Address> people(const Draft& draft, Line line) {
   for (const auto& addressee : draft.addressees) {
     if (addressee->line != line) continue;
     auto named = Mime::addresses(addressee->address);
-    if (named.empty()) refuse("“" + addressee->address + "” isn’t an e-mail address.");
+    if (!isClear(addressee->address, named)) refuse("“" + addressee->address + "” isn’t an e-mail address.");
     if (named.size() == 1 && !addressee->name.empty()) named.front().name = addressee->name;
-    for (auto& person : named) {
-      if (!Mime::isAddress(person.address)) refuse("“" + addressee->address + "” isn’t an e-mail address.");
+    for (auto& person : named)
       if (isFirst(known, person)) found.push_back(std::move(person));
-    }
   }
   return found;
 }
@@ -172,7 +204,9 @@ std::vector<Mime::Outgoing::File> attachments(const Draft& draft) {
 
 Post::Sender senderOrRefuse(Mail& mail, const Draft& draft) {
   if (auto sender = Post::sender(mail, draft)) return *std::move(sender);
-  const auto accounts = mail.accounts();
+  const auto& accounts = mail.accounts();
+  for (const auto& account : accounts)
+    if (account.isBroken) refuseWithoutAddress(mail, account.directory, true);
   const auto directory = accounts.empty() ? "<account>" : accounts.front().directory;
   refuse("No account has an e-mail address. Write one into \"emails\" of " +
          (mail.root() / directory / "account.json").string() + ".");

@@ -259,6 +259,7 @@ class LineWriter {
   }
 
   void endLine() {
+    if (blankBefore_ && string_view(out_).substr(lineBegin_) == "--") out_ += ' ';  // the mark of a mail's signature
     if (!lineIsEmpty_ && title_.empty()) title_ = Text::trim(string_view(out_).substr(lineBegin_));
     ++breaksBefore_;
     lineIsEmpty_ = true;

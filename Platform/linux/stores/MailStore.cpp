@@ -21,12 +21,16 @@ using std::string_view;
 
 // ---- account.json.
 
-Json settings(const fs::path& account) {
+/// None of them when there is no file; nothing when the file holds none.
+std::optional<Json> fields(const fs::path& account) {
   const auto file = account / "account.json";
+  if (!Files::exists(file)) return Json::object();
   std::error_code ignored;
-  if (!fs::is_regular_file(file, ignored)) return Json::object();
-  return JsonText::parseObject(Files::readIfPossible(file).value_or("")).value_or(Json::object());
+  if (!fs::is_regular_file(file, ignored)) return std::nullopt;  // a pipe would keep us waiting
+  return JsonText::parseObject(Files::readIfPossible(file).value_or(""));
 }
+
+Json settings(const fs::path& account) { return fields(account).value_or(Json::object()); }
 
 std::string text(const Json& object, const char* field) {
   const auto found = object.find(field);
@@ -66,8 +70,8 @@ bool isAddress(string_view text) {
 
 std::vector<Person> people(const Json& object, const std::string& directory) {
   std::vector<Person> people;
-  if (const auto found = object.find("emails"); found != object.end() && found->is_array())
-    for (const auto& value : *found)
+  if (const auto found = object.find("emails"); found != object.end())
+    for (const auto& value : found->is_array() ? *found : Json::array({*found}))
       if (value.is_string())
         if (auto one = person(value.get<std::string>()); isAddress(one.address)) people.push_back(std::move(one));
   if (people.empty() && isAddress(directory)) people.push_back({.name = "", .address = directory});
@@ -75,8 +79,10 @@ std::vector<Person> people(const Json& object, const std::string& directory) {
 }
 
 MailAccount readAccount(const fs::path& path) {
-  const auto object = settings(path);
+  const auto readable = fields(path);
+  const auto object = readable.value_or(Json::object());
   MailAccount account;
+  account.isBroken = !readable;
   account.directory = path.filename().string();
   const auto either = [](const std::string& told, const std::string& other) { return told.empty() ? other : told; };
   account.name = either(text(object, "name"), Text::repairUTF8(account.directory));
@@ -183,13 +189,14 @@ class Walk {
 
   void add(const Directory& directory) {
     auto name = directory.name.empty() ? std::string("INBOX") : directory.name;
-    for (int number = 2; !names_.insert(name).second; ++number) name = directory.name + " " + std::to_string(number);
+    for (int number = 2; !names_.insert(Text::folded(name)).second; ++number)
+      name = directory.name + " " + std::to_string(number);
     places_.push_back({.account = account_, .name = name, .directory = directory.path, .role = std::nullopt});
   }
 
   std::string account_;
   std::set<std::pair<dev_t, ino_t>> visited_;
-  std::set<std::string> names_;
+  std::set<std::string> names_;  // folded: scripts compare without regard to case
   std::deque<Directory> links_;
   std::vector<MailboxPlace> places_;
 };
@@ -256,10 +263,17 @@ MailStore::MailStore(fs::path root) : root_(std::move(root)) {}
 
 std::vector<MailAccount> MailStore::accounts() const {
   std::vector<MailAccount> accounts;
+  std::set<std::string> names;
   for (const auto& name : Files::listIfPossible(root_)) {
     const auto path = root_ / name;
     if (name.front() == '.' || !Files::isDirectory(path)) continue;
-    if (Files::exists(path / "account.json") || !mailboxes(name).empty()) accounts.push_back(readAccount(path));
+    if (Files::exists(path / "account.json") || !mailboxes(name).empty()) {
+      auto account = readAccount(path);
+      const auto told = account.name;
+      for (int number = 2; !names.insert(Text::folded(account.name)).second; ++number)
+        account.name = told + " " + std::to_string(number);
+      accounts.push_back(std::move(account));
+    }
   }
   return accounts;
 }

@@ -24,6 +24,7 @@ struct MailAccount {
   std::string userName;             // "userName", else the first address
   std::string server;               // "server": the IMAP server's name
   int port = 0;                     // "port"; 0 when not told
+  bool isBroken = false;            // account.json is there, but no JSON object can be read from it
   std::string send;                 // "send": a shell command that takes one message on standard input
 };
 
@@ -43,13 +44,14 @@ class MailStore {
 
   explicit MailStore(std::filesystem::path root);
 
-  /// The accounts, sorted by directory. A directory that can't be read, an account.json that isn't a JSON object and
-  /// a field of the wrong kind cost only themselves.
+  /// The accounts, sorted by directory; of two names that differ only in case the second gets a number. A directory
+  /// that can't be read, an account.json that isn't a JSON object and a field of the wrong kind cost only themselves.
   std::vector<MailAccount> accounts() const;
 
   /// The account's mailboxes, INBOX first, the others sorted by name. Names on disk are decoded from IMAP's modified
-  /// UTF-7 where they are valid in it. Two directories that read alike get different names. A role is played by the
-  /// mailbox that account.json names ("drafts", "sent", "trash", "junk"), else by the first of a customary name
+  /// UTF-7 where they are valid in it. Two directories whose names read alike, but for case, get different names. A
+  /// role is played by the mailbox that account.json names ("drafts", "sent", "trash", "junk"), else by the first of a
+  /// customary name
   /// ("Trash", "Deleted Items", ...), else by none. Each directory is visited once, so links may lead anywhere; twelve
   /// levels down and after 10,000 directories the walk ends.
   std::vector<MailboxPlace> mailboxes(const std::string& account) const;

@@ -239,7 +239,9 @@ std::string typeOf(const Mime::Outgoing::File& file) {
   if (type.empty() && known != knownTypes.end()) type = known->type;
   // Messages and multiparts mustn't be in base64 (RFC 2046).
   if (!isType(type) || type.starts_with("message/") || type.starts_with("multipart/")) return std::string(unknown);
-  return type.starts_with("text/") && Text::isValidUTF8(file.bytes) ? type + "; charset=utf-8" : type;
+  if (!type.starts_with("text/")) return type;
+  if (Text::isValidUTF8(file.bytes)) return type + "; charset=utf-8";
+  return isType("text/" + file.charset) ? type + "; charset=" + file.charset : type;
 }
 
 /// The whole line, with the file's name as RFC 2231 has it.

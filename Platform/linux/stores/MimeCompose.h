@@ -16,7 +16,8 @@ struct Outgoing {
   std::string text;  // any line breaks: CR, LF, CRLF
   struct File {
     std::string name;
-    std::string type;  // empty: told from the name
+    std::string type;     // empty: told from the name
+    std::string charset;  // of a text whose bytes aren't UTF-8; may be empty
     std::string bytes;
   };
   std::vector<File> attachments;

@@ -110,11 +110,12 @@ std::string tidied(std::string text) {
   return text;
 }
 
-std::string decodedText(const Mime::Source& source, const Part& part, std::size_t most) {
+std::string decodedText(const Mime::Source& source, const Part& part, std::size_t most, bool& isCut) {
   std::string bytes;
   Mime::decode(source, part, [&](string_view piece) {
+    isCut = piece.size() > most - bytes.size();
     bytes += piece.substr(0, most - bytes.size());
-    return bytes.size() < most;
+    return !isCut;
   });
   auto text = tidied(Mime::toUTF8(std::move(bytes), part.charset));
   if (part.type == "text/html") return tidied(HtmlText::plain(text));
@@ -156,12 +157,15 @@ std::string substitute(const Mime::Source& source, const Parts& parts, int depth
 
 std::string textOf(const Mime::Source& source, const Parts& parts, int depth) {
   std::string text;
+  bool isCut = false;
   for (const auto place : Reader(parts).textParts()) {
-    if (text.size() >= Mime::Message::mostText) break;
-    auto more = decodedText(source, parts[place], Mime::Message::mostText - text.size());
+    isCut = isCut || text.size() >= Mime::Message::mostText;
+    if (isCut) break;
+    auto more = decodedText(source, parts[place], Mime::Message::mostText - text.size(), isCut);
     if (!text.empty() && !more.empty()) text += "\n\n";
     text += more;
   }
+  if (isCut) text += "\n\n[The text goes on; no more than 16 MiB of it are read.]";
   return text.empty() ? substitute(source, parts, depth) : text;
 }
 
@@ -208,8 +212,10 @@ std::vector<Mime::Attachment> Mime::Message::attachments() const {
   std::vector<Attachment> found;
   for (const auto place : parsed_->attachments) {
     const auto& part = parsed_->parts[place];
-    found.push_back(
-        {.name = nameOf(parsed_->source, part), .type = part.type, .size = decodedSize(parsed_->source, part)});
+    found.push_back({.name = nameOf(parsed_->source, part),
+                     .type = part.type,
+                     .charset = part.charset,
+                     .size = decodedSize(parsed_->source, part)});
   }
   return found;
 }

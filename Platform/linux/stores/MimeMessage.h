@@ -16,6 +16,7 @@ namespace Mime {
 struct Attachment {
   std::string name;        // of the file, as the sender wrote it, on one line: never a path to write to; may be empty
   std::string type;        // "application/pdf"
+  std::string charset;     // that a text names; may be empty
   std::uint64_t size = 0;  // bytes, decoded
 };
 
