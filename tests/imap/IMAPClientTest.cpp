@@ -174,7 +174,7 @@ TEST_F(IMAPClientTest, aLongReplyOfShortLinesIsReadInOnePass) {
   FakeServer server(certificate_, {{"LIST", reply + "% OK\r\n"}});
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(archive(server.port(), {"a@x"}), "1");
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(60)) << "quadratic would be minutes";
 }
 
 TEST_F(IMAPClientTest, aServerThatFallsSilentIsLeft) {

@@ -194,7 +194,7 @@ TEST_F(KeyringTest, waitsAFewSecondsForASilentOneAndThenUsesAFile) {
   Keychain::setPassword("secret", ann);
   EXPECT_EQ(Keychain::password(ann), OfSecret("secret"));
   EXPECT_EQ(Keychain::password("bob@example.org"), std::nullopt);
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
   EXPECT_EQ(files().size(), 1U);
 }
 

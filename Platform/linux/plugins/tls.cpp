@@ -77,7 +77,9 @@ std::string lookupReason(int status) {
   return status == EAI_NONAME || status == EAI_NODATA ? hostNotFound : ::gai_strerror(status);
 }
 
+/// "localhost" is this machine, whatever a resolver thinks of it (RFC 6761), and whether or not there is one.
 Addresses addressesOfName(const std::string& host, Deadline deadline) {
+  if (host == "localhost") return {asio::ip::address_v4::loopback(), asio::ip::address_v6::loopback()};
   const auto lookup = std::make_shared<Lookup>();
   lookup->host = host;
   try {
