@@ -16,6 +16,7 @@ const std::vector<Case> cases = {
     {"plain text,\n  no markup", "plain text, no markup"},
     {"<div><b>Title</b></div><div>one<br>two</div>", "Title\none\ntwo"},
     {"<div><b>Title</b></div><div></div>", "Title"},
+    {"Hi<br>-- <br>Boss<br>--<br>x -- <br>y", "Hi\n-- \nBoss\n--\nx --\ny"},
     {"<div>a</div><div><br></div><div>b</div>", "a\n\nb"},
     {"<p>a<br></p><p>b</p>", "a\nb"},
     {"<h1>List</h1><ul><li>one</li><li>two<ul><li>inner</ul></ul>after", "List\none\ntwo\ninner\nafter"},

@@ -1,5 +1,6 @@
 // Guards that an owner's mailboxes are found as their programs lay them out, and that a strange name, link or
 // account.json costs nothing but itself.
+#include "Platform/Text.h"
 #include "Platform/linux/stores/MailStore.h"
 #include "Platform/linux/stores/ModifiedUtf7.h"
 #include "tests/maildir/Mailbox.h"
@@ -59,6 +60,16 @@ TEST_F(MailStoreTest, bearsDirectoriesThatCannotBeRead) {
   const AsOrdinaryUser user(root);
   EXPECT_THAT(mailboxNames("a"), ElementsAre("Open"));
   EXPECT_EQ(store.accounts().size(), 1u);
+}
+
+TEST_F(MailStoreTest, tellsAccountsOfOneNameApartAndWhichFileIsBroken) {
+  put("a/account.json", R"({"name": "Work", "emails": "ann@work.example"})");
+  put("b/account.json", R"({"name": "WORK"})");
+  put("work/account.json", R"({"emails": ["ann@work.example"],})");
+  std::vector<std::string> told;
+  for (const auto& account : store.accounts())
+    told.push_back(account.name + (account.isBroken ? " broken" : "") + " " + Text::join(account.emails, ","));
+  EXPECT_THAT(told, ElementsAre("Work ann@work.example", "WORK 2 ", "work 3 broken "));
 }
 
 TEST_F(MailStoreTest, takesFromAccountJsonWhatItCanUse) {

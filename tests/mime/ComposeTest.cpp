@@ -55,6 +55,15 @@ TEST(MimeCompose, encodesWhatASCIICannotSay) {
   EXPECT_NE(Mime::compose(message).find("\nContent-Transfer-Encoding: base64\n\n5pel5pysCg==\n"), std::string::npos);
 }
 
+TEST(MimeCompose, keepsTheCharsetOfATextThatIsNotUTF8) {
+  auto message = letter();
+  message.attachments = {{.name = "a.csv", .type = "text/csv", .charset = "iso-8859-1", .bytes = "caf\xE9"},
+                         {.name = "b.csv", .type = "text/csv", .charset = "x\nBcc: x@y", .bytes = "caf\xE9"}};
+  const auto bytes = Mime::compose(message);
+  EXPECT_NE(bytes.find("Content-Type: text/csv; charset=iso-8859-1\n"), std::string::npos);
+  EXPECT_NE(bytes.find("Content-Type: text/csv\n"), std::string::npos);
+}
+
 TEST(MimeCompose, joinsFiles) {
   auto message = letter();
   message.attachments = {{.name = "Übersicht 2026.PDF", .type = "", .bytes = std::string("%PDF\0\xFF", 6)},

@@ -142,12 +142,6 @@ std::vector<std::pair<std::string, std::string>> headerFields(std::string_view h
   return fields;
 }
 
-std::string displayed(const std::vector<Mime::Address>& addresses) {
-  std::vector<std::string> texts(addresses.size());
-  std::transform(addresses.begin(), addresses.end(), texts.begin(), Mime::display);
-  return Text::join(texts, ", ");
-}
-
 }  // namespace
 
 MailAttachment::MailAttachment(Mail& mail, LetterPtr letter, std::size_t index, Mime::Attachment attachment)
@@ -201,7 +195,7 @@ Value Message::property(std::string_view name) {
   if (name == "all headers") return Text::repairUTF8(letter->headerBytes());
   if (name != "reply to") return Missing();
   const auto headers = Mime::headers(letter->headerBytes());
-  return headers.replyTo.empty() ? headers.from : displayed(headers.replyTo);
+  return headers.replyTo.empty() ? headers.from : Mime::displayed(headers.replyTo);
 }
 
 namespace {

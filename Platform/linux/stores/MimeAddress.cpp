@@ -189,3 +189,9 @@ bool Mime::isAddress(string_view address) {
   const auto local = address.substr(0, at);
   return (isAtomText(local) || isQuotedString(local)) && isDomain(address.substr(at + 1));
 }
+
+std::string Mime::displayed(const std::vector<Address>& addresses) {
+  std::vector<std::string> texts(addresses.size());
+  std::transform(addresses.begin(), addresses.end(), texts.begin(), display);
+  return Text::join(texts, ", ");
+}

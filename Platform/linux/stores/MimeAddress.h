@@ -15,6 +15,8 @@ struct Address {
 /// "Ann Lee <ann@x.example>", or the address alone. A name with marks in it is quoted, so that `addresses` reads the
 /// same address back: "Lee, Ann" <ann@x.example>.
 std::string display(const Address& address);
+/// All of them so, with ", " between.
+std::string displayed(const std::vector<Address>& addresses);
 
 /// The addresses of a header's or a person's text, groups flattened. What stands there instead of an address is kept
 /// as a name without one, so nothing gets lost unseen.

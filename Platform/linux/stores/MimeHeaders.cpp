@@ -59,12 +59,6 @@ std::optional<Dates::Instant> receivedDate(string_view value) {
   return semicolon == string_view::npos ? std::nullopt : Mime::date(value.substr(semicolon + 1));
 }
 
-std::string displayed(const std::vector<Mime::Address>& addresses) {
-  std::vector<std::string> texts(addresses.size());
-  std::transform(addresses.begin(), addresses.end(), texts.begin(), Mime::display);
-  return Text::join(texts, ", ");
-}
-
 struct Wanted {
   string_view name;
   void (*take)(Mime::Headers& headers, string_view value);
@@ -100,7 +94,7 @@ Mime::Headers Mime::headers(string_view bytes) {
     else
       inReplyTo = field.value;
   }
-  headers.from = displayed(headers.fromAddresses);
+  headers.from = Mime::displayed(headers.fromAddresses);
   join(headers.references, messageIDs(inReplyTo));
   return headers;
 }
