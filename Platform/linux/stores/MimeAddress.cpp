@@ -186,6 +186,7 @@ std::vector<Mime::Address> Mime::addresses(string_view text) { return AddressRea
 bool Mime::isAddress(string_view address) {
   const auto at = address.rfind('@');
   if (at == string_view::npos || address.size() > longestAddress || !Text::isValidUTF8(address)) return false;
+  if (cleanAddress(address) != address) return false;  // a line separator in it (U+2028) would be lost when it is read
   const auto local = address.substr(0, at);
   return (isAtomText(local) || isQuotedString(local)) && isDomain(address.substr(at + 1));
 }
