@@ -8,6 +8,9 @@
 #include "TavroCore/mail/DesktopTools.h"
 #include "TavroCore/mail/MailTools.h"
 #include "TavroCore/mail/NoteTools.h"
+#include "TavroCore/personal/CalendarTools.h"
+#include "TavroCore/personal/MessageTools.h"
+#include "TavroCore/personal/ReminderTools.h"
 
 namespace Tools {
 namespace {
@@ -35,10 +38,14 @@ const std::vector<Tool>& all() {
   static const std::vector<Tool> catalogue = concatenate({
       MailTools::reading(),
       MailTools::composing(),
+      MessageTools::notifying(),
       MailTools::answering(),
       MailTools::changing(),
+      CalendarTools::all(),
+      ReminderTools::all(),
       NoteTools::all(),
       ContactTools::all(),
+      MessageTools::all(),
       DesktopTools::all(),
       {howItWorks},
   });

@@ -12,10 +12,13 @@ struct Installed {
   const char* name;
   std::shared_ptr<AppleScript::Application> (*make)();
 };
-constexpr std::array<Installed, 5> installed = {{
+constexpr std::array<Installed, 8> installed = {{
     {"Mail", Applications::mail},
+    {"Calendar", Applications::calendar},
+    {"Reminders", Applications::reminders},
     {"Notes", Applications::notes},
     {"Contacts", Applications::contacts},
+    {"Messages", Applications::messages},
     {"Finder", Applications::finder},
     {"System Events", Applications::systemEvents},
 }};

@@ -1,0 +1,3 @@
+#include "TavroCore/personal/CalendarTools.h"
+
+std::vector<Tool> CalendarTools::all() { return {}; }

@@ -1,0 +1,32 @@
+// Which applications and stores of the owner we may use, and one step of setup that asks for all of it at once. The
+// system asks the owner only when a first command goes to an application that runs, so the answers are kept
+// (autonomy-grants.json in the home, an object from a scope's id to true or false) for when it is closed later.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace PermissionBootstrap {
+
+/// One permission, and what is known of it.
+struct ScopeResult {
+  std::string id;               // "automation:<bundle id>", "calendar" or "reminders"
+  std::string label;            // for the owner
+  std::optional<bool> granted;  // nothing when it isn't known
+  std::string detail;           // the state in a phrase
+};
+
+/// The eight applications, then the calendar and the reminders. Opens no dialog and starts no application.
+std::vector<ScopeResult> status();
+
+/// The same list, after asking for everything that can still be asked; blocks for as long as the owner takes. Starts
+/// the applications that don't run, and quits them afterwards. Keeps the answers.
+std::vector<ScopeResult> probe();
+
+/// A line each: a mark, the label in 22 characters, the detail.
+std::string renderText(const std::vector<ScopeResult>& results);
+/// A compact array of objects with the fields in their order; `granted` is left out when it isn't known.
+std::string renderJSON(const std::vector<ScopeResult>& results);
+
+}  // namespace PermissionBootstrap

@@ -1,0 +1,3 @@
+#include "TavroCore/personal/ReminderTools.h"
+
+std::vector<Tool> ReminderTools::all() { return {}; }
