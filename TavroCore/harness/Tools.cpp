@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "TavroCore/feedback/AskTools.h"
 #include "TavroCore/harness/TavroGuides.h"
 #include "TavroCore/mail/ContactTools.h"
 #include "TavroCore/mail/DesktopTools.h"
@@ -48,6 +49,7 @@ const std::vector<Tool>& all() {
       MessageTools::all(),
       DesktopTools::all(),
       {howItWorks},
+      AskTools::all(),
   });
   return catalogue;
 }

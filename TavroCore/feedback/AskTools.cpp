@@ -1,0 +1,3 @@
+#include "TavroCore/feedback/AskTools.h"
+
+std::vector<Tool> AskTools::all() { return {}; }
