@@ -1,5 +1,5 @@
 // May this program tell an application what to do, and which applications run? On macOS the system keeps both; on
-// Linux the desktop does (permissions.json, running.json).
+// Linux the desktop does (permissions.json, running.json). Nothing here throws: a status tells what went wrong.
 #pragma once
 
 #include <cstdint>
@@ -21,6 +21,7 @@ constexpr FourCharCode typeApplicationBundleID = fourCharCode("bund");
 constexpr FourCharCode typeWildCard = fourCharCode("****");
 
 constexpr OSStatus noErr = 0;
+constexpr OSStatus paramErr = -50;
 constexpr OSStatus procNotFound = -600;             // the application isn't running
 constexpr OSStatus errAEEventNotPermitted = -1743;  // the owner refused
 constexpr OSStatus errAEEventWouldRequireUserConsent = -1744;
@@ -31,20 +32,24 @@ struct AEDesc {
   std::string data;
 };
 
-/// An address by a bundle id in UTF-8. Not 0 for another type; then `result` is as it was.
+/// An address by a bundle id in UTF-8, which needn't be of an application that there is. Not 0 for another type; then
+/// `result` is as it was.
 OSStatus AECreateDesc(FourCharCode type, std::string_view data, AEDesc& result);
+/// Afterwards it addresses nothing.
 OSStatus AEDisposeDesc(AEDesc& desc);
 
-/// 0 when we may, else one of the above or another status. With `askUserIfNeeded` the owner is asked where they
-/// haven't decided, and the call blocks until they have.
+/// 0 when we may, else one of the above or another status; `procNotFound` also for an application that isn't
+/// installed. With `askUserIfNeeded` the owner is asked where they haven't decided, and the call blocks until they
+/// have; where nobody can be asked, it stays undecided.
 OSStatus AEDeterminePermissionToAutomateTarget(const AEDesc& target, FourCharCode eventClass, FourCharCode eventID,
                                                bool askUserIfNeeded);
 
 /// An application that runs.
 class NSRunningApplication {
  public:
+  /// All that run of it: none or one, or more where a system lets an application run twice.
   static std::vector<NSRunningApplication> runningApplications(std::string_view bundleIdentifier);
-  /// Asks it to quit. False when it couldn't be asked.
+  /// Asks it to quit, which it may do later. False when it couldn't be asked.
   bool terminate() const;
 
  private:

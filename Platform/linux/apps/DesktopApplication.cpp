@@ -5,6 +5,8 @@
 
 #include "Platform/linux/applescript/Calendar.h"
 #include "Platform/linux/applescript/Schema.h"
+#include "Platform/linux/stores/InstalledApplications.h"
+#include "Platform/linux/stores/Permissions.h"
 #include "Platform/linux/stores/RunningApplications.h"
 
 using namespace AppleScript;
@@ -27,16 +29,40 @@ bool isOneOf(std::string_view word, std::initializer_list<std::string_view> word
   return std::find(words.begin(), words.end(), word) != words.end();
 }
 
+bool isBackground(std::string_view name) {
+  const auto* installed = InstalledApplications::named(name);
+  return installed != nullptr && installed->isBackground;
+}
+
+/// Asks the owner where they haven't decided.
+bool isPermitted(std::string_view name) {
+  const auto subject = Permissions::Subject::automation(name);
+  const auto access = Permissions::access(subject);
+  return access == Permissions::Access::notDetermined ? Permissions::request(subject)
+                                                      : access == Permissions::Access::full;
+}
+
+[[noreturn]] void refuse(const std::string& name) {
+  constexpr int notAuthorized = -1743, wouldRequireConsent = -1744;
+  if (Permissions::access(Permissions::Subject::automation(name)) != Permissions::Access::notDetermined)
+    throw ScriptError(notAuthorized, "Not authorized to send Apple events to " + name + ".");
+  throw ScriptError(wouldRequireConsent, "Controlling " + name +
+                                             " needs the owner’s consent, and there is nobody here to ask; the owner "
+                                             "gives it in the settings of the desktop.");
+}
+
 }  // namespace
 
 // ---- The application.
 
 DesktopApplication::DesktopApplication(std::string name, Dictionary dictionary)
-    : name_(std::move(name)), dictionary_(withCommonTerms(std::move(dictionary))) {}
+    : name_(std::move(name)), dictionary_(withCommonTerms(std::move(dictionary))), isBackground_(isBackground(name_)) {}
+
+bool DesktopApplication::isRunning() const { return isBackground_ || RunningApplications::contains(name_); }
 
 /// Only a note of what runs, so a failure to take it is no reason to refuse the script's work.
 void DesktopApplication::start() {
-  if (isBackground() || std::exchange(isStarted_, true)) return;
+  if (isBackground_ || std::exchange(isStarted_, true)) return;
   try {
     RunningApplications::add(name_);
   } catch (const Error&) {
@@ -44,18 +70,29 @@ void DesktopApplication::start() {
   }
 }
 
+void DesktopApplication::beControlled() {
+  if (!isPermitted_ && !isPermitted(name_)) refuse(name_);
+  isPermitted_ = true;
+  start();
+}
+
 Value DesktopApplication::property(std::string_view name) {
   if (name == "name") return name_;
   if (name == "version") return "1.0";
-  if (name == "running") return isBackground() || RunningApplications::contains(name_);
+  if (name == "running") return isRunning();
   if (name == "frontmost") return false;
-  start();
+  beControlled();
   return ownProperty(name);
 }
 
 std::vector<ObjectPtr> DesktopApplication::elements(std::string_view className) {
-  start();
+  beControlled();
   return ownElements(className);
+}
+
+ObjectPtr DesktopApplication::elementNamed(std::string_view className, std::string_view name) {
+  beControlled();
+  return ownElementNamed(className, name);
 }
 
 Value DesktopApplication::perform(const Command& command) {
@@ -65,12 +102,19 @@ Value DesktopApplication::perform(const Command& command) {
     isStarted_ = false;
     return {};
   }
-  start();
-  return isOneOf(command.name, {"activate", "launch", "run", "reopen"}) ? Value() : execute(command);
+  if (isOneOf(command.name, {"activate", "launch", "run", "reopen"})) {
+    start();
+    return {};
+  }
+  beControlled();
+  return execute(command);
 }
 
 Value DesktopApplication::ownProperty(std::string_view) { return Missing(); }
 std::vector<ObjectPtr> DesktopApplication::ownElements(std::string_view) { return {}; }
+ObjectPtr DesktopApplication::ownElementNamed(std::string_view className, std::string_view name) {
+  return Object::elementNamed(className, name);
+}
 
 // ---- Objects.
 

@@ -1,6 +1,11 @@
 // What the applications of the desktop have in common. Their lives above all: as on a Mac, a script that
 // talks to an application starts it, and it runs until it is told to quit. To ask for its name, or
 // whether it runs, starts nothing.
+//
+// And the owner's say: a script controls only what the owner lets scripts control (Permissions.h). Any program may ask
+// whether an application runs, start it and quit it, as any may with `open`; whatever else needs the permission, which
+// is looked up at the first message of a script and holds until the script ends. A script that is refused starts
+// nothing, and its error is -1743, or -1744 where the owner hasn't decided and can't be asked.
 #pragma once
 
 #include <memory>
@@ -22,24 +27,29 @@ class DesktopApplication : public AppleScript::Application {
 
   AppleScript::Value property(std::string_view name) final;
   std::vector<AppleScript::ObjectPtr> elements(std::string_view className) final;
+  AppleScript::ObjectPtr elementNamed(std::string_view className, std::string_view name) final;
   AppleScript::Value perform(const AppleScript::Command& command) final;
 
  protected:
   // What the application itself does with the terms of its dictionary.
   virtual AppleScript::Value ownProperty(std::string_view name);
   virtual std::vector<AppleScript::ObjectPtr> ownElements(std::string_view className);
+  virtual AppleScript::ObjectPtr ownElementNamed(std::string_view className, std::string_view name);
   /// A command other than activate, launch, run, reopen and quit.
   virtual AppleScript::Value execute(const AppleScript::Command& command) = 0;
   virtual void prepareToQuit() {}
-  /// A helper of the system that nobody quits, and that no list of what runs shows.
-  virtual bool isBackground() const { return false; }
 
  private:
+  bool isRunning() const;
   void start();
+  /// Comes before any answer of the application's own. Throws where the owner doesn't let scripts control it.
+  void beControlled();
 
   std::string name_;
   AppleScript::Dictionary dictionary_;
+  bool isBackground_;
   bool isStarted_ = false;
+  bool isPermitted_ = false;
 };
 
 /// An object of an application.

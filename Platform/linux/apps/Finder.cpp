@@ -47,11 +47,11 @@ class Finder : public DesktopApplication {
  public:
   Finder() : DesktopApplication("Finder", finderDictionary()) {}
 
-  ObjectPtr elementNamed(std::string_view, std::string_view name) override {
+ protected:
+  ObjectPtr ownElementNamed(std::string_view, std::string_view name) override {
     return Files::exists(fs::path(name)) ? std::make_shared<Item>(*this, fs::path(name)) : nullptr;
   }
 
- protected:
   Value execute(const Command& command) override {
     const auto files = filesOf(command, command.direct);
     if (command.name == "reveal" || command.name == "select") {

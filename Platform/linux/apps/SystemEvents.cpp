@@ -44,8 +44,6 @@ class SystemEvents : public DesktopApplication {
   SystemEvents() : DesktopApplication("System Events", systemEventsDictionary()) {}
 
  protected:
-  bool isBackground() const override { return true; }
-
   std::vector<ObjectPtr> ownElements(std::string_view) override {
     std::vector<ObjectPtr> found;
     for (auto& name : RunningApplications::names())
