@@ -95,6 +95,10 @@ TEST(MimeCompose, letsNoValueAddAHeaderOrARecipient) {
   EXPECT_EQ(headers.to[0].address, "bo@y.example");
   EXPECT_EQ(headers.to[0].name, headers.subject);
   EXPECT_TRUE(headers.cc.empty() && headers.bcc.empty());
+  message.to[0].name = "Bo " + std::string(101, '"') + ", <eve@evil.example>";  // longer than a line with its escapes
+  const auto quoted = Mime::headers(Mime::compose(message)).to;
+  ASSERT_EQ(quoted.size(), 1U);
+  EXPECT_EQ(quoted[0].name + quoted[0].address, message.to[0].name + "bo@y.example");
   for (const auto* address :
        {"", "bo", "bo@y.example, eve@evil.example", "bo@y.example\nBcc: eve@evil.example", "<bo@y>"}) {
     message = letter();

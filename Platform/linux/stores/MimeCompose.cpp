@@ -72,7 +72,7 @@ Words addressWords(const Mime::Address& address) {
   const auto name = Mime::onOneLine(Text::repairUTF8(address.name));
   auto words = Text::split(Mime::display({.name = name, .address = address.address}), ' ', true);
   if (name.empty() || fitsUnencoded(name, words)) return words;
-  words = textWords(name);
+  words = encodedWords(name);  // also a plain one, whose marks would need quotes
   words.push_back('<' + address.address + '>');
   return words;
 }
