@@ -85,30 +85,32 @@ bool hasForm(std::string_view text, std::string_view form) {
                     [&](char c, char f) { return isDigit(f) ? isDigit(c) : c == f; });
 }
 
+/// The fields of a text that is a date, or a date and a time, as a whole: what follows one would be lost without a
+/// word.
+std::optional<Dates::Local> fieldsOf(const std::string& text) {
+  const bool hasTime = hasForm(text, "0000-00-00 00:00");
+  if (!hasTime && !hasForm(text, "0000-00-00")) return std::nullopt;
+  const auto number = [&](std::size_t place, std::size_t size) { return std::stoi(text.substr(place, size)); };
+  Dates::Local fields{.year = number(0, 4), .month = number(5, 2), .day = number(8, 2)};
+  if (hasTime) fields.hour = number(11, 2);
+  if (hasTime) fields.minute = number(14, 2);
+  const auto day = std::chrono::year(fields.year) / fields.month / fields.day;
+  return day.ok() && fields.year > 0 && fields.hour < 24 && fields.minute < 60 ? std::optional(fields) : std::nullopt;
+}
+
 struct Due {
   Dates::Instant date;
   EKDateComponents components;
 };
 
-/// Only a text that is a date as a whole is one: what follows it would be dropped without a word. The components are
-/// those of the instant, so that a time that a clock change skips is kept as the one that takes its place.
+/// The components are the instant's, so that a time that a clock change skips is kept as the one that takes its place.
 Due parseDue(const std::string& text) {
-  const bool hasTime = hasForm(text, "0000-00-00 00:00");
-  if (!hasTime && !hasForm(text, "0000-00-00")) throw RemindersService::RemError::badDate(text);
-  const auto number = [&](std::size_t place, std::size_t size) { return std::stoi(text.substr(place, size)); };
-  const Dates::Local fields{.year = number(0, 4),
-                            .month = number(5, 2),
-                            .day = number(8, 2),
-                            .hour = hasTime ? number(11, 2) : 0,
-                            .minute = hasTime ? number(14, 2) : 0};
-  const std::chrono::year_month_day day{std::chrono::year(fields.year), std::chrono::month(unsigned(fields.month)),
-                                        std::chrono::day(unsigned(fields.day))};
-  if (!day.ok() || fields.year == 0 || fields.hour > 23 || fields.minute > 59)
-    throw RemindersService::RemError::badDate(text);
-  const auto date = Dates::fromLocal(fields);
+  const auto fields = fieldsOf(text);
+  if (!fields) throw RemindersService::RemError::badDate(text);
+  const auto date = Dates::fromLocal(*fields);
   const auto local = Dates::local(date);
   Due due{.date = date, .components = {.year = local.year, .month = local.month, .day = local.day}};
-  if (hasTime) {
+  if (text.find(' ') != std::string::npos) {
     due.components.hour = local.hour;
     due.components.minute = local.minute;
   }

@@ -2,13 +2,14 @@
 // meant or to none, alarms move with the due date, and nothing else of a file does.
 #include <fmt/format.h>
 
+#include "Platform/Bundle.h"
+#include "Platform/Process.h"
 #include "Platform/Text.h"
 #include "TavroCore/personal/RemindersService.h"
 #include "tests/personal/PersonalDesk.h"
 
 namespace {
 
-using testing::HasSubstr;
 using testing::StartsWith;
 
 class RemindersServiceTest : public PersonalDesk {
@@ -197,6 +198,37 @@ TEST_F(RemindersServiceTest, deletesEveryListOfATitle) {
   EXPECT_EQ(remove("Trip"), "no Reminders list named \"Trip\".");
   EXPECT_EQ(RemindersService::listAll(), "home || active=1 || done=0");
   EXPECT_EQ(remove("home"), "OK deleted list \"home\"");
+}
+
+// The disk refuses one write after the other, until a run has had none refused.
+TEST_F(RemindersServiceTest, removesNothingWhereTheDiskRefuses) {
+  put("../tavro/config.json", R"({"autonomyMode": "yolo"})");
+  const auto marker = directory / "fault";
+  const auto isDone = [&](std::vector<std::string> call, int fault) {
+    Files::remove(marker);
+    call.insert(call.begin(), "run");
+    return Process::run({.program = Bundle::url() / "tavro",
+                         .arguments = call,
+                         .environment = {{"LD_PRELOAD", Bundle::url() / "libfaults.so"},
+                                         {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
+                                         {"TAVRO_FAULT_AT", std::to_string(fault)},
+                                         {"TAVRO_FAULT_MARKER", marker}}})
+        .status.ok();
+  };
+  int refusals = 0;
+  for (int fault = 1; fault == 1 || Files::exists(marker); ++fault) {
+    for (const std::string list : {"a", "b"}) {
+      todo(list + "/1", "SUMMARY:open\nEND:VTODO\nBEGIN:VTODO\nUID:2\nSUMMARY:done\nSTATUS:COMPLETED");
+      title(list, "Trip");
+    }
+    const bool isCleared = isDone({"reminder.clearCompleted", "list=a"}, fault);
+    EXPECT_EQ(RemindersService::listCount("Trip"), isCleared ? 3u : 4u) << fault;
+    const auto before = find({}, true);
+    const bool isDeleted = isDone({"reminder.deleteList", "name=Trip"}, fault);
+    EXPECT_EQ(find({}, true), isDeleted ? "(no reminders)" : before) << fault;
+    refusals += !isCleared + !isDeleted;
+  }
+  EXPECT_GT(refusals, 4);
 }
 
 TEST_F(RemindersServiceTest, clearsWhatIsCompletedAndNothingElse) {
