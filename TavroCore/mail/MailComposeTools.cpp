@@ -38,60 +38,72 @@ Script forwardScript(const Arguments& args) {
 
 }  // namespace
 
-std::vector<Tool> MailTools::composing() {
-  return withinArgumentLength({
-      {
-          .id = "mail.draft",
-          .summary = "Create a draft (to, subject, body, [attachments=comma-separated POSIX paths], [from=sender email "
-                     "of one of your accounts]).",
-          .effect = Effect::create,
-          .build = [](const Arguments& args) { return newMessage(MailScripts::draftScript, args); },
-      },
-      {
-          .id = "mail.send",
-          .summary = "Send an email (to, subject, body, [attachments=comma-separated POSIX paths], [from=sender email "
-                     "of one of your accounts]). Irreversible -> approval.",
-          .effect = Effect::destructive,
-          .build = [](const Arguments& args) { return newMessage(MailScripts::sendScript, args); },
-      },
-      {
-          .id = "mail.notify",
-          .summary =
-              "Notify the OWNER: send an email to the configured owner address (Settings → notify email), from their "
-              "Gmail account. Args: subject, body (non-empty - errors on a blank/whitespace body instead of silently "
-              "sending nothing). effect=create → runs immediately in Copilote/YOLO (NO approval queue) because it can "
-              "ONLY reach the owner's own target - low-stakes. For autonomous agents to push you a daily digest or an "
-              "alert. Errors if no owner email is configured. The recipient comes from config; any `to=` is ignored.",
-          .effect = Effect::create,
-          .build = notifyScript,
-      },
+Tool MailTools::draft() {
+  return withinArgumentLength(Tool{
+      .id = "mail.draft",
+      .summary = "Create a draft (to, subject, body, [attachments=comma-separated POSIX paths], [from=sender email "
+                 "of one of your accounts]).",
+      .effect = Effect::create,
+      .build = [](const Arguments& args) { return newMessage(MailScripts::draftScript, args); },
   });
 }
 
-std::vector<Tool> MailTools::answering() {
-  return withinArgumentLength({
-      {
-          .id = "mail.reply",
-          .summary = "Reply to the newest matching message - threaded + quoted (account, mailbox, subject= exact OR "
-                     "subjectContains, [from], body). On a recurring subject use exact subject= to pin one message. "
-                     "Irreversible -> approval.",
-          .effect = Effect::destructive,
-          .build = [](const Arguments& args) { return replyScript(args, "0"); },
-      },
-      {
-          .id = "mail.replyAll",
-          .summary = "Reply-all to the newest matching message - threaded + quoted (same args as mail.reply). "
-                     "Irreversible -> approval.",
-          .effect = Effect::destructive,
-          .build = [](const Arguments& args) { return replyScript(args, "1"); },
-      },
-      {
-          .id = "mail.forward",
-          .summary = "Forward the newest matching message to a new recipient (account, mailbox, subject= exact OR "
-                     "subjectContains, [from], to, [body]). On a recurring subject use exact subject= to pin one "
-                     "message. Irreversible -> approval.",
-          .effect = Effect::destructive,
-          .build = forwardScript,
-      },
+Tool MailTools::send() {
+  return withinArgumentLength(Tool{
+      .id = "mail.send",
+      .summary = "Send an email (to, subject, body, [attachments=comma-separated POSIX paths], [from=sender email "
+                 "of one of your accounts]). Irreversible -> approval.",
+      .effect = Effect::destructive,
+      .build = [](const Arguments& args) { return newMessage(MailScripts::sendScript, args); },
   });
 }
+
+Tool MailTools::notify() {
+  return withinArgumentLength(Tool{
+      .id = "mail.notify",
+      .summary =
+          "Notify the OWNER: send an email to the configured owner address (Settings → notify email), from their "
+          "Gmail account. Args: subject, body (non-empty - errors on a blank/whitespace body instead of silently "
+          "sending nothing). effect=create → runs immediately in Copilote/YOLO (NO approval queue) because it can "
+          "ONLY reach the owner's own target - low-stakes. For autonomous agents to push you a daily digest or an "
+          "alert. Errors if no owner email is configured. The recipient comes from config; any `to=` is ignored.",
+      .effect = Effect::create,
+      .build = notifyScript,
+  });
+}
+
+std::vector<Tool> MailTools::composing() { return {draft(), send(), notify()}; }
+
+Tool MailTools::reply() {
+  return withinArgumentLength(Tool{
+      .id = "mail.reply",
+      .summary = "Reply to the newest matching message - threaded + quoted (account, mailbox, subject= exact OR "
+                 "subjectContains, [from], body). On a recurring subject use exact subject= to pin one message. "
+                 "Irreversible -> approval.",
+      .effect = Effect::destructive,
+      .build = [](const Arguments& args) { return replyScript(args, "0"); },
+  });
+}
+
+Tool MailTools::replyAll() {
+  return withinArgumentLength(Tool{
+      .id = "mail.replyAll",
+      .summary = "Reply-all to the newest matching message - threaded + quoted (same args as mail.reply). "
+                 "Irreversible -> approval.",
+      .effect = Effect::destructive,
+      .build = [](const Arguments& args) { return replyScript(args, "1"); },
+  });
+}
+
+Tool MailTools::forward() {
+  return withinArgumentLength(Tool{
+      .id = "mail.forward",
+      .summary = "Forward the newest matching message to a new recipient (account, mailbox, subject= exact OR "
+                 "subjectContains, [from], to, [body]). On a recurring subject use exact subject= to pin one "
+                 "message. Irreversible -> approval.",
+      .effect = Effect::destructive,
+      .build = forwardScript,
+  });
+}
+
+std::vector<Tool> MailTools::answering() { return {reply(), replyAll(), forward()}; }

@@ -48,14 +48,17 @@ const std::string& validatedNotifyBody(const Arguments& args) {
   return body;
 }
 
+Tool withinArgumentLength(Tool tool) {
+  tool.build = [build = std::move(tool.build)](const Arguments& args) {
+    Script script = build(args);
+    refuseTooLong(args);
+    return script;
+  };
+  return tool;
+}
+
 std::vector<Tool> withinArgumentLength(std::vector<Tool> tools) {
-  for (Tool& tool : tools) {
-    tool.build = [build = std::move(tool.build)](const Arguments& args) {
-      Script script = build(args);
-      refuseTooLong(args);
-      return script;
-    };
-  }
+  for (Tool& tool : tools) tool = withinArgumentLength(std::move(tool));
   return tools;
 }
 

@@ -19,7 +19,8 @@ Script onNewestMatch(const char* script, const Arguments& args);
 /// Throws ToolError for a blank body: who would notice that nothing came? Else the body as it is.
 const std::string& validatedNotifyBody(const Arguments& args);
 
-/// The tools, with checks that also refuse an argument that is too long for a process.
+/// The tool, with checks that also refuse an argument that is too long for a process.
+Tool withinArgumentLength(Tool tool);
 std::vector<Tool> withinArgumentLength(std::vector<Tool> tools);
 
 }  // namespace MailTools

@@ -1,5 +1,5 @@
-// The tools for mail, in the catalogue's order. The notification by message stands between `composing` and
-// `answering`.
+// The tools for mail, each by itself for code that works with one, and in groups in the catalogue's order. The
+// notification by message stands between `composing` and `answering`.
 #pragma once
 
 #include <vector>
@@ -8,11 +8,30 @@
 
 namespace MailTools {
 
-std::vector<Tool> reading();    // mail.accounts, headers, audit, search, body, open, messageId
-std::vector<Tool> composing();  // mail.draft, send, notify
-std::vector<Tool> answering();  // mail.reply, replyAll, forward
-std::vector<Tool> changing();   // mail.delete, move, archive, flag, junk
+std::vector<Tool> reading();
+Tool accounts();
+Tool headers();
+Tool audit();
+Tool search();
+Tool body();
+Tool open();
+Tool messageId();
 
-Tool move();  // mail.move alone: how accounts without IMAP archive
+std::vector<Tool> composing();
+Tool draft();
+Tool send();
+Tool notify();
+
+std::vector<Tool> answering();
+Tool reply();
+Tool replyAll();
+Tool forward();
+
+std::vector<Tool> changing();
+Tool discard();  // mail.delete
+Tool move();
+Tool archive();
+Tool flag();
+Tool junk();
 
 }  // namespace MailTools
