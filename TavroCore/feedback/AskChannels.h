@@ -16,6 +16,7 @@ class AskChannel {
   struct Reply {
     std::string id;  // of the question
     std::string answer;
+    bool operator==(const Reply&) const = default;
   };
 
   virtual ~AskChannel() = default;
@@ -41,17 +42,5 @@ std::vector<std::string> ids();
 inline constexpr std::string_view defaultId = "mail";
 /// The channel of this id; that of `defaultId` for none and for an id that no channel has.
 const AskChannel& make(const std::optional<std::string>& id);
-
-// What mail.search's lines tell, "account/mailbox || date || size || from || subject" each.
-
-struct MailPlace {
-  std::string account;
-  std::string mailbox;
-  bool operator==(const MailPlace&) const = default;
-};
-/// Where the first reply to `question` stands: a mail with "re:" in its subject that isn't the question's own mail.
-std::optional<MailPlace> replyHit(std::string_view output, const FeedbackItem& question);
-/// The accounts, each once, in the order of their first lines.
-std::vector<std::string> inboxAccounts(std::string_view output);
 
 }  // namespace AskChannels
