@@ -5,6 +5,7 @@
 #include <map>
 
 #include "Platform/Text.h"
+#include "TavroCLI/AccessVerbs.h"
 #include "TavroCLI/AuditVerbs.h"
 #include "TavroCLI/CompletionVerb.h"
 #include "TavroCLI/DesktopVerb.h"
@@ -39,6 +40,13 @@ const std::vector<Verb> table = {
      "what was asked, decided and done, newest first",
      AuditVerbs::audit,
      {{"purge", "--older-than DAYS", "delete old lines", AuditVerbs::purge}}},
+    {"access",
+     "",
+     "which applications and calendars the tools may use",
+     nullptr,
+     {{"status", "", "what is granted; asks nothing and starts nothing", AccessVerbs::status},
+      {"setup", "", "ask for all of it at once", AccessVerbs::setup},
+      {"set", "SUBJECT STATE", "grant or refuse it, on the Linux desktop", AccessVerbs::set}}},
     {"imap",
      "",
      "the mail servers' accounts that archiving logs in to",
@@ -112,14 +120,16 @@ const CLI::App& deepest(const CLI::App& command) {
   return named.empty() ? command : deepest(*named.back());
 }
 
+/// A line a verb. The children of a mere head share its line, so that the overview fits a screen.
 void addUsage(std::string& text, const std::string& prefix, const std::vector<Verb>& verbs) {
   constexpr std::size_t column = 36;
   for (const auto& verb : verbs) {
     const std::string name = prefix + verb.name;
-    std::string line = "  " + name + (*verb.arguments ? " " : "") + verb.arguments;
+    const std::string arguments = verb.declare ? verb.arguments : Text::join(names(verb.children), "|");
+    std::string line = "  " + name + (arguments.empty() ? "" : " ") + arguments;
     line.resize(std::max(line.size() + 1, column), ' ');
-    if (verb.declare) text += line + verb.summary + "\n";
-    addUsage(text, name + " ", verb.children);
+    text += line + verb.summary + "\n";
+    if (verb.declare) addUsage(text, name + " ", verb.children);
   }
 }
 
