@@ -80,7 +80,7 @@ bool Series::add(const Component::Pointer& component) {
   }
   entry.id = parseStamp(*idLine);
   if (!entry.id) return false;
-  entry.idInstant = instant(*entry.id);
+  entry.idInstant = idInstant(*entry.id);
   auto& entries = idLine->parameter("RANGE") == std::vector<std::string>{"thisandfuture"} ? turns_ : replacements_;
   const auto [place, isNew] = entries.try_emplace(entry.idInstant, entry);
   if (!isNew && sequence(*component) >= sequence(*place->second.component)) place->second = entry;
@@ -134,6 +134,22 @@ std::optional<Duration> Series::length(const ListedStamp& listed) const {
 }
 
 // ---- Finding.
+
+/// A date names the occurrence of that day.
+Dates::Instant Series::idInstant(const Stamp& id) const {
+  if (!id.isDate() || !master_ || master_->start.isDate()) return instant(id);
+  const auto& first = master_->start.wall;
+  return instant(master_->start.with(id.wall + (first - floor<days>(first))));
+}
+
+Occurrence Series::filed() const {
+  const auto& entry = master_ ? *master_ : (replacements_.empty() ? turns_ : replacements_).begin()->second;
+  return {.component = entry.component,
+          .start = entry.start,
+          .begins = instant(entry.start),
+          .ends = end(entry.start, entry.length),
+          .id = {}};
+}
 
 Dates::Instant Series::end(const Stamp& start, const Duration& length) const {
   return instant(start.with(start.wall + length.days)) + length.seconds;
@@ -230,7 +246,7 @@ std::vector<Occurrence> Series::overlapping(Dates::Instant from, Dates::Instant 
 
 // ---- Changing.
 
-void Series::touch(Component& component) const {
+void touch(Component& component) {
   const auto now = utc(Dates::now());
   component.set("DTSTAMP", "", now);
   component.set("LAST-MODIFIED", "", now);
@@ -247,7 +263,7 @@ void Series::setStart(Component& component, const Occurrence& occurrence) const 
 }
 
 Component& Series::edit(const Occurrence& occurrence) {
-  const bool isAlone = !occurrence.id || !master_ || replacements_.contains(instant(*occurrence.id));
+  const bool isAlone = !occurrence.id || !master_ || replacements_.contains(idInstant(*occurrence.id));
   auto component = occurrence.component;
   if (!isAlone) {
     component = occurrence.component->copy();
@@ -267,7 +283,7 @@ void Series::remove(const Occurrence& occurrence) {
       for (const auto& [id, entry] : *entries) calendar_->remove(*entry.component);
     return calendar_->remove(*occurrence.component);
   }
-  const auto own = replacements_.find(instant(*occurrence.id));
+  const auto own = replacements_.find(idInstant(*occurrence.id));
   if (own != replacements_.end()) calendar_->remove(*own->second.component);
   if (!master_) return calendar_->remove(*occurrence.component);
   master_->component->add("EXDATE", occurrence.id->parameters(), occurrence.id->value());

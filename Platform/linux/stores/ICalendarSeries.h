@@ -21,6 +21,9 @@ struct Occurrence {
   std::optional<Stamp> id;      // RECURRENCE-ID; nothing when the event doesn't repeat
 };
 
+/// Brings the marks of a change up to date: DTSTAMP, LAST-MODIFIED, SEQUENCE.
+void touch(Component& component);
+
 class Series {
  public:
   /// The events of a VCALENDAR, by their first component. Those that aren't valid are left out, the rules of
@@ -34,6 +37,9 @@ class Series {
   /// What begins no later than `to` and hasn't ended at `from`, or begins right then. Not in order. Cancelled
   /// ones are left out. After 100,000 of one series it stops.
   std::vector<Occurrence> overlapping(Dates::Instant from, Dates::Instant to) const;
+
+  /// The event as its file tells it first, cancelled or not. It has no id: to edit or to remove it means all of it.
+  Occurrence filed() const;
 
   /// The component that tells of this occurrence alone; where there is none, it is made and put into the
   /// calendar. Its marks of change are up to date.
@@ -59,6 +65,7 @@ class Series {
   bool readRepetition(const Component& master);
 
   Dates::Instant instant(const Stamp& stamp) const { return zones_->instant(stamp, *calendar_); }
+  Dates::Instant idInstant(const Stamp& id) const;
   Dates::Instant end(const Stamp& start, const Duration& length) const;
   std::optional<Duration> length(const Component& component, const Stamp& start) const;
   std::optional<Duration> length(const ListedStamp& listed) const;
@@ -69,7 +76,6 @@ class Series {
   bool isExcluded(const Stamp& start, Dates::Instant begins) const;
   std::optional<Occurrence> occurrence(const Entry& entry, const Stamp& start, const Duration& length) const;
   const Entry* turn(Dates::Instant id) const;
-  void touch(Component& component) const;
   void setStart(Component& component, const Occurrence& occurrence) const;
 
   Component::Pointer calendar_;

@@ -129,6 +129,13 @@ Wall Zones::wall(Dates::Instant instant, const Stamp& like, const Component& cal
   return like.isDate() ? Wall(day) : day + hours(local.hour) + minutes(local.minute) + seconds(local.second);
 }
 
+Stamp Zones::stamp(Dates::Instant instant, const Stamp& like, const Component& calendar) {
+  const auto stamp = like.with(wall(instant, like, calendar));
+  const bool isKnown = like.form != Stamp::Form::zoned || find(like.zone, calendar) != nullptr;
+  if (stamp.isDate() || (isKnown && this->instant(stamp, calendar) == floor<seconds>(instant))) return stamp;
+  return {.wall = Wall(floor<seconds>(instant).time_since_epoch()), .form = Stamp::Form::utc};
+}
+
 void Zones::define(Component& calendar) {
   std::set<std::string> ids;
   gatherZones(calendar, ids);

@@ -45,6 +45,9 @@ class Zones {
   Dates::Instant instant(const Stamp& stamp, const Component& calendar);
   /// The same moment on a clock of `like`'s zone; of a date, the local day.
   Wall wall(Dates::Instant instant, const Stamp& like, const Component& calendar);
+  /// The same moment in `like`'s form; of a date, the local day. In UTC where that form can't tell it to every
+  /// reader: on a clock that shows the time for the second time, and in a zone that nobody knows.
+  Stamp stamp(Dates::Instant instant, const Stamp& like, const Component& calendar);
 
   /// Adds a VTIMEZONE for each zone that `calendar` names and doesn't define, as far as the system knows
   /// them, so that it stands alone wherever it is sent.

@@ -1,0 +1,52 @@
+#include "Platform/linux/apps/CalendarShelf.h"
+
+using namespace AppleScript;
+using namespace std::chrono;
+
+namespace CalendarShelf {
+
+ICalendar::Wall wall(Date date) {
+  constexpr local_seconds first = local_days(year(1) / January / 2), last = local_days(year(9999) / December / 30);
+  return std::clamp(ICalendar::Wall(seconds(date.seconds)), first, last);
+}
+
+Dates::Instant instant(Date date) {
+  const auto sound = fields({wall(date).time_since_epoch().count()});
+  return Dates::fromLocal({.year = static_cast<int>(sound.year),
+                           .month = static_cast<int>(sound.month),
+                           .day = static_cast<int>(sound.day),
+                           .hour = 0,
+                           .minute = 0,
+                           .second = static_cast<int>(sound.time)});
+}
+
+Value textOrMissing(const std::optional<std::string>& text) { return text ? Value(*text) : Value(Missing()); }
+
+Value dateOrMissing(const std::optional<Dates::Instant>& instant) {
+  return instant ? DesktopValues::date(*instant) : Value(Missing());
+}
+
+std::optional<std::string> optionalText(const Value& value) {
+  return value.isMissing() ? std::nullopt : std::optional(asText(value));
+}
+
+std::optional<Dates::Instant> optionalInstant(const Value& value) {
+  return value.isMissing() ? std::nullopt : std::optional(instant(asDate(value)));
+}
+
+std::string title(const Value& value, std::string_view className) {
+  const auto text = asText(value);
+  const auto title = Text::trim(text);
+  if (!title.empty()) return std::string(title);
+  throw ScriptError(ErrorNumber::cannotSet, "Can’t name a " + std::string(className) + " " + sourceForm(value) + ".");
+}
+
+void cannotGet(const Object& object) {
+  throw ScriptError(ErrorNumber::noSuchObject, "Can’t get " + object.specifier() + ".");
+}
+
+void cannotMakeWith(const std::string& label, std::string_view className) {
+  throw ScriptError(ErrorNumber::cannotSet, "Can’t set " + label + " of a new " + std::string(className) + ".");
+}
+
+}  // namespace CalendarShelf

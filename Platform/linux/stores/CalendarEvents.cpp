@@ -1,0 +1,241 @@
+// Events as the store finds and writes them.
+#include <algorithm>
+
+#include "Platform/Text.h"
+#include "Platform/linux/stores/CalendarFilter.h"
+#include "Platform/linux/stores/CalendarItems.h"
+#include "Platform/linux/stores/CalendarStore.h"
+#include "Platform/linux/stores/StoreLock.h"
+
+using CalendarItems::onCalendar;
+using ICalendar::Component;
+using ICalendar::Stamp;
+
+namespace {
+
+using namespace std::chrono;
+
+std::optional<std::string> url(const Component& component) {
+  auto text = component.text("URL");  // a URI, which has no escapes but may have been given some
+  return text && Text::trim(*text).empty() ? std::nullopt : text;
+}
+
+CalendarStore::Event eventOf(const CalendarStore::Place& place, const ICalendar::Occurrence& occurrence) {
+  const auto& component = *occurrence.component;
+  return {.place = place,
+          .id = occurrence.id,
+          .begins = occurrence.begins,
+          .ends = occurrence.ends,
+          .isAllDay = occurrence.start.isDate(),
+          .title = component.text("SUMMARY"),
+          .location = component.text("LOCATION"),
+          .notes = component.text("DESCRIPTION"),
+          .url = url(component)};
+}
+
+struct Found {
+  Component::Pointer calendar;
+  ICalendar::Series series;
+};
+
+std::vector<Found> seriesOf(const ICalendar::Document& document, ICalendar::Zones& zones) {
+  std::vector<Found> all;
+  for (const auto& calendar : document.calendars)
+    for (auto& series : ICalendar::Series::all(calendar, zones)) all.push_back({calendar, std::move(series)});
+  return all;
+}
+
+bool isSame(const std::optional<Stamp>& a, const std::optional<Stamp>& b) {
+  return a.has_value() == b.has_value() && (!a || (a->value() == b->value() && a->zone == b->zone));
+}
+
+std::optional<std::pair<ICalendar::Series, ICalendar::Occurrence>> find(const ICalendar::Document& document,
+                                                                        ICalendar::Zones& zones,
+                                                                        const CalendarStore::Event& event) {
+  for (auto& [calendar, series] : seriesOf(document, zones)) {
+    if (series.uid() != event.place.uid) continue;
+    for (auto& occurrence : series.overlapping(event.begins, event.begins))
+      if (occurrence.begins == event.begins && isSame(occurrence.id, event.id)) return std::pair(series, occurrence);
+  }
+  return std::nullopt;
+}
+
+/// Its number counts where several share a UID.
+std::optional<Found> findFiled(const ICalendar::Document& document, ICalendar::Zones& zones,
+                               const CalendarStore::Place& place) {
+  auto all = seriesOf(document, zones);
+  const auto isIt = [&](const Found& found) { return found.series.uid() == place.uid; };
+  if (place.index < all.size() && isIt(all[place.index])) return std::move(all[place.index]);
+  const auto found = std::find_if(all.begin(), all.end(), isIt);
+  return found == all.end() ? std::nullopt : std::optional(std::move(*found));
+}
+
+void setUrl(Component& component, const std::optional<std::string>& text) {
+  if (url(component) == text) return;
+  if (text)
+    component.set("URL", "", Text::replaceAll(Text::replaceAll(*text, "\r", ""), "\n", ""));
+  else
+    component.remove("URL");
+}
+
+void setTexts(Component& component, const CalendarStore::Event& event) {
+  CalendarItems::setIfOther(component, "SUMMARY", event.title);
+  CalendarItems::setIfOther(component, "LOCATION", event.location);
+  CalendarItems::setIfOther(component, "DESCRIPTION", event.notes);
+  setUrl(component, event.url);
+}
+
+/// As files can hold it.
+CalendarStore::FiledEvent sound(CalendarStore::FiledEvent event) {
+  event.begins = onCalendar(floor<seconds>(event.begins));
+  event.ends = onCalendar(floor<seconds>(event.ends));
+  if (event.ends < event.begins) throw Error("The event would end before it begins.");
+  return event;
+}
+
+bool isUnchanged(const CalendarStore::FiledEvent& a, const CalendarStore::FiledEvent& b) {
+  return a.begins == b.begins && a.ends == b.ends && a.isAllDay == b.isAllDay && a.title == b.title &&
+         a.location == b.location && a.notes == b.notes && a.url == b.url && a.status == b.status;
+}
+
+std::optional<Stamp> stampOf(const Component& component, const char* name) {
+  const auto* line = component.find(name);
+  return line == nullptr ? std::nullopt : ICalendar::parseStamp(*line);
+}
+
+}  // namespace
+
+// ---- Occurrences.
+
+std::vector<CalendarStore::Event> CalendarStore::events(Dates::Instant from, Dates::Instant to) {
+  from = onCalendar(from);
+  to = onCalendar(to);
+  std::vector<Event> events;
+  const auto isWanted = [&](std::string_view bytes) { return CalendarFilter::mayOverlap(bytes, from, to); };
+  const auto take = [&](Place place, const ICalendar::Document& document) {
+    for (const auto& [calendar, series] : seriesOf(document, zones_)) {
+      place.uid = series.uid();
+      for (const auto& occurrence : series.overlapping(from, to)) events.push_back(eventOf(place, occurrence));
+    }
+  };
+  for (const auto& calendar : calendars()) eachFile(calendars_, calendar.id, isWanted, take);
+  return events;
+}
+
+void CalendarStore::save(const Event& event) {
+  write(file(event), [&](ICalendar::Document& document) {
+    auto found = find(document, zones_, event);
+    if (!found) CalendarItems::refuse(file(event));
+    setTexts(found->first.edit(found->second), event);
+  });
+}
+
+void CalendarStore::remove(const Event& event) {
+  write(file(event), [&](ICalendar::Document& document) {
+    auto found = find(document, zones_, event);
+    if (!found) CalendarItems::refuse(file(event));
+    found->first.remove(found->second);
+  });
+}
+
+// ---- Events as they are filed.
+
+CalendarStore::FiledEvent CalendarStore::filedEvent(Place place, const ICalendar::Series& series) {
+  const auto occurrence = series.filed();
+  const auto& component = *occurrence.component;
+  place.uid = series.uid();
+  FiledEvent event{eventOf(place, occurrence), {}, component.text("STATUS"), 0, {}};
+  if (const auto* rule = component.find("RRULE")) event.recurrence = rule->value();
+  const auto sequence = Text::parseInteger(Text::trim(component.text("SEQUENCE").value_or("")));
+  event.sequence = std::clamp(sequence.value_or(0), 0LL, 1'000'000'000LL);
+  const auto stamp = stampOf(component, "DTSTAMP");
+  if (stamp && stamp->form == Stamp::Form::utc) event.stamped = sys_seconds(stamp->wall.time_since_epoch());
+  return event;
+}
+
+std::vector<CalendarStore::FiledEvent> CalendarStore::filedEvents(const std::string& calendar) {
+  std::vector<FiledEvent> events;
+  const auto all = [](std::string_view) { return true; };
+  eachFile(calendars_, calendar, all, [&](Place place, const ICalendar::Document& document) {
+    for (const auto& [in, series] : seriesOf(document, zones_)) {
+      events.push_back(filedEvent(place, series));
+      ++place.index;
+    }
+  });
+  return events;
+}
+
+/// What stays keeps its form and its zone; a time that was none before is told in UTC.
+void CalendarStore::setTimes(Component& component, const Component& calendar, const FiledEvent& old,
+                             const FiledEvent& event) {
+  if (old.begins == event.begins && old.ends == event.ends && old.isAllDay == event.isAllDay) return;
+  const Stamp date{.form = Stamp::Form::date}, utc{.form = Stamp::Form::utc};
+  const auto form = [&](const char* name, const Stamp& otherwise) {
+    if (event.isAllDay) return date;
+    const auto stamp = stampOf(component, name);
+    return stamp && !stamp->isDate() ? *stamp : otherwise;
+  };
+  const auto set = [&](const char* name, const Stamp& stamp) {
+    component.set(name, stamp.parameters(), stamp.value());
+  };
+  const bool isOfOtherKind = old.isAllDay != event.isAllDay || component.find("DTSTART") == nullptr;
+  const auto startForm = form("DTSTART", utc), endForm = form("DTEND", startForm);
+  if (isOfOtherKind || old.begins != event.begins) set("DTSTART", zones_.stamp(event.begins, startForm, calendar));
+  if (!isOfOtherKind && old.ends == event.ends && component.find("DTEND") != nullptr) return;
+  component.remove("DURATION");
+  auto end = zones_.stamp(event.ends, endForm, calendar);
+  if (event.isAllDay) {
+    if (zones_.instant(end, calendar) < event.ends) end = end.with(end.wall + days(1));  // a day that it reaches into
+    end = end.with(std::max(end.wall, zones_.stamp(event.begins, date, calendar).wall + days(1)));
+  }
+  if (event.begins == event.ends && !event.isAllDay)
+    component.remove("DTEND");  // which has to be later than the start
+  else
+    set("DTEND", end);
+}
+
+CalendarStore::FiledEvent CalendarStore::add(const FiledEvent& wanted) {
+  const auto event = sound(wanted);
+  const auto item = CalendarItems::make("VEVENT");
+  const auto document = CalendarItems::document(item);
+  setTimes(*item, *document.calendars.front(), {}, event);
+  setTexts(*item, event);
+  CalendarItems::setIfOther(*item, "STATUS", event.status);
+  const StoreLock lock(calendars_.lockFile());
+  const auto place = create(calendars_, event.place.collection, item, document);
+  return filedEvent(place, seriesOf(document, zones_).at(0).series);
+}
+
+CalendarStore::FiledEvent CalendarStore::save(const FiledEvent& wanted) {
+  const auto event = sound(wanted);
+  FiledEvent result;
+  write(file(event), [&](ICalendar::Document& document) {
+    auto found = findFiled(document, zones_, event.place);
+    if (!found) CalendarItems::refuse(file(event));
+    const auto old = result = filedEvent(event.place, found->series);
+    if (isUnchanged(old, event)) return;
+    const bool isMoved = old.begins != event.begins || old.isAllDay != event.isAllDay;
+    if (isMoved && found->series.repeats())
+      throw Error("The event repeats, so its start stays: the dates that it repeats on hang on it.");
+    auto& component = found->series.edit(found->series.filed());
+    setTimes(component, *found->calendar, old, event);
+    setTexts(component, event);
+    CalendarItems::setIfOther(component, "STATUS", event.status);
+    zones_.define(*found->calendar);
+    result = filedEvent(event.place, findFiled(document, zones_, event.place)->series);
+  });
+  return result;
+}
+
+void CalendarStore::remove(const FiledEvent& event) {
+  write(file(event), [&](ICalendar::Document& document) {
+    auto found = findFiled(document, zones_, event.place);
+    if (!found) CalendarItems::refuse(file(event));
+    found->series.remove(found->series.filed());
+  });
+}
+
+void CalendarStore::removeCalendar(const std::string& calendar) {
+  const StoreLock lock(calendars_.lockFile());
+  calendars_.remove({calendar});
+}

@@ -1,0 +1,32 @@
+// What events and reminders have in common when they are written.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "Platform/Dates.h"
+#include "Platform/linux/stores/ICalendar.h"
+
+namespace CalendarItems {
+
+using ICalendar::Component;
+
+[[noreturn]] void refuse(const std::filesystem::path& file);
+
+std::string uidOf(const Component& item);
+
+/// Times that files can't hold are as good as the first or the last that they can.
+Dates::Instant onCalendar(Dates::Instant instant);
+/// "20260314T092653Z"
+std::string utc(Dates::Instant instant);
+
+/// Sets a text where it differs. Characters that no calendar file may hold (NUL and its like) become blanks.
+void setIfOther(Component& item, const char* name, const std::optional<std::string>& text);
+
+/// A new VEVENT or VTODO: a UID of its own, and since when it is there.
+Component::Pointer make(const char* name);
+/// A file around it. It has no zones yet.
+ICalendar::Document document(const Component::Pointer& item);
+
+}  // namespace CalendarItems

@@ -1,0 +1,362 @@
+// Reminders (VTODO) as the store finds and writes them.
+#include <algorithm>
+
+#include "Platform/Files.h"
+#include "Platform/Text.h"
+#include "Platform/linux/stores/CalendarItems.h"
+#include "Platform/linux/stores/CalendarStore.h"
+#include "Platform/linux/stores/StoreLock.h"
+
+namespace fs = std::filesystem;
+using CalendarItems::onCalendar;
+using ICalendar::Component;
+using ICalendar::Stamp;
+
+namespace {
+
+using namespace std::chrono;
+
+// No standard has a name for it.
+constexpr const char* flag = "X-TAVRO-FLAGGED";
+
+bool isCompleted(const Component& todo) {
+  if (const auto status = todo.text("STATUS")) return Text::equalIgnoringCase(Text::trim(*status), "COMPLETED");
+  return todo.find("COMPLETED") != nullptr;
+}
+
+std::optional<Stamp> stampOf(const Component& component, const char* name) {
+  const auto* line = component.find(name);
+  return line == nullptr ? std::nullopt : ICalendar::parseStamp(*line);
+}
+
+const Stamp floating{};
+
+std::optional<CalendarStore::Due> dueOf(const Component& todo, const Component& calendar, ICalendar::Zones& zones) {
+  const auto stamp = stampOf(todo, "DUE");
+  if (!stamp) return std::nullopt;
+  if (stamp->isDate()) return CalendarStore::Due{.at = stamp->wall, .hasTime = false};
+  return CalendarStore::Due{.at = zones.wall(zones.instant(*stamp, calendar), floating, calendar), .hasTime = true};
+}
+
+std::optional<Dates::Instant> instantOf(const Component& component, const char* name) {
+  const auto stamp = stampOf(component, name);
+  if (!stamp || stamp->form != Stamp::Form::utc) return std::nullopt;
+  return Dates::Instant(seconds(stamp->wall.time_since_epoch()));
+}
+
+int priorityOf(const Component& todo) {
+  constexpr long long lowest = 9;
+  const auto number = Text::parseInteger(Text::trim(todo.text("PRIORITY").value_or(""))).value_or(0);
+  return number < 0 || number > lowest ? 0 : static_cast<int>(number);
+}
+
+bool isFlagged(const Component& todo) {
+  return Text::equalIgnoringCase(Text::trim(todo.text(flag).value_or("")), "TRUE");
+}
+
+void setTrigger(Component& alarm, Dates::Instant instant) {
+  alarm.set("TRIGGER", ";VALUE=DATE-TIME", CalendarItems::utc(instant));
+}
+
+// ---- Which one.
+
+struct Found {
+  Component::Pointer calendar, todo;
+};
+
+/// The to-dos of a file. One that repeats counts once.
+std::vector<Found> todosOf(const ICalendar::Document& document) {
+  std::vector<Found> todos;
+  for (const auto& calendar : document.calendars)
+    for (const auto& todo : calendar->components("VTODO"))
+      if (todo->find("RECURRENCE-ID") == nullptr) todos.push_back({calendar, todo});
+  return todos;
+}
+
+/// The one that `place` means; its number counts where several share a UID.
+Found todoOf(const ICalendar::Document& document, const CalendarStore::Place& place) {
+  auto todos = todosOf(document);
+  const auto isIt = [&](const Found& found) { return CalendarItems::uidOf(*found.todo) == place.uid; };
+  if (place.index < todos.size() && isIt(todos[place.index])) return todos[place.index];
+  const auto found = std::find_if(todos.begin(), todos.end(), isIt);
+  return found == todos.end() ? Found() : *found;
+}
+
+void removeTodos(ICalendar::Document& document, const std::vector<const CalendarStore::Reminder*>& reminders,
+                 const fs::path& path) {
+  std::vector<Component::Pointer> gone;  // all found before the first goes, so that their numbers hold
+  for (const auto* reminder : reminders) gone.push_back(todoOf(document, reminder->place).todo);
+  for (const auto& todo : gone) {
+    if (!todo) CalendarItems::refuse(path);
+    for (const auto& calendar : document.calendars) {
+      calendar->remove(*todo);
+      for (const auto& other : calendar->components("VTODO"))  // single occurrences of one that repeats
+        if (other->find("RECURRENCE-ID") != nullptr && CalendarItems::uidOf(*other) == CalendarItems::uidOf(*todo))
+          calendar->remove(*other);
+    }
+  }
+}
+
+bool isUnchanged(const CalendarStore::Reminder& a, const CalendarStore::Reminder& b) {
+  return a.title == b.title && a.notes == b.notes && a.isCompleted == b.isCompleted && a.completedAt == b.completedAt &&
+         a.due == b.due && a.priority == b.priority && a.isFlagged == b.isFlagged && a.remindsAt == b.remindsAt &&
+         a.alarms == b.alarms;
+}
+
+// ---- Small changes.
+
+void setCompleted(Component& todo, const std::optional<Dates::Instant>& at) {
+  for (const char* name : {"STATUS", "COMPLETED", "PERCENT-COMPLETE"})
+    if (!at) todo.remove(name);
+  if (!at) return;
+  todo.set("STATUS", "", "COMPLETED");
+  todo.set("COMPLETED", "", CalendarItems::utc(*at));
+  todo.set("PERCENT-COMPLETE", "", "100");
+}
+
+/// The first alarm that has a time of its own; made where there is none.
+void setRemindsAt(Component& todo, const std::optional<Dates::Instant>& at) {
+  for (const auto& alarm : todo.components("VALARM")) {
+    if (!instantOf(*alarm, "TRIGGER")) continue;
+    return at ? setTrigger(*alarm, *at) : todo.remove(*alarm);
+  }
+  if (!at) return;
+  const auto alarm = std::make_shared<Component>("VALARM", "\r\n");
+  alarm->add("ACTION", "", "DISPLAY");
+  alarm->setText("DESCRIPTION", todo.text("SUMMARY").value_or(""));
+  setTrigger(*alarm, *at);
+  todo.insert(alarm, nullptr);
+}
+
+void setAlarms(Component& todo, const std::vector<std::optional<Dates::Instant>>& wanted) {
+  const auto alarms = todo.components("VALARM");
+  for (std::size_t index = 0; index < std::min(alarms.size(), wanted.size()); ++index)
+    if (wanted[index] && instantOf(*alarms[index], "TRIGGER") != wanted[index])
+      setTrigger(*alarms[index], *wanted[index]);
+}
+
+// ---- What repeats.
+
+/// Where the rule starts to count: DTSTART, or DUE of a to-do that has none.
+const char* anchorOf(const Component& todo) { return todo.find("DTSTART") != nullptr ? "DTSTART" : "DUE"; }
+
+/// An event that happens when the to-do's rule says.
+Component::Pointer dates(const Component& todo, const Component& calendar) {
+  const auto event = std::make_shared<Component>("VEVENT", "\r\n");
+  const auto* anchor = todo.find(anchorOf(todo));
+  event->add("DTSTART", anchor->parameters, anchor->value());
+  for (const char* name : {"RRULE", "RDATE", "EXRULE", "EXDATE"})
+    for (const auto* line : todo.all(name)) event->add(name, line->parameters, line->value());
+  const auto whole = std::make_shared<Component>("VCALENDAR", "\r\n");
+  for (const auto& zone : calendar.components("VTIMEZONE")) whole->insert(zone, nullptr);
+  whole->insert(event, nullptr);
+  return whole;
+}
+
+/// The first date from `from` on. Rules without one are looked through for a century.
+std::optional<ICalendar::Occurrence> firstFrom(const ICalendar::Series& series, Dates::Instant from) {
+  for (const auto span : {days(40), days(400), days(4'000), days(40'000)}) {
+    auto found = series.overlapping(from, onCalendar(from + span));
+    std::erase_if(found, [&](const auto& occurrence) { return occurrence.begins < from; });
+    const auto first =
+        std::min_element(found.begin(), found.end(), [](const auto& a, const auto& b) { return a.begins < b.begins; });
+    if (first != found.end()) return *first;
+  }
+  return std::nullopt;
+}
+
+/// A rule that ends after so many times has fewer left from `to` on.
+void countDown(Component& todo, ICalendar::Wall from, ICalendar::Wall to) {
+  const auto* line = todo.find("RRULE");
+  const auto rule = line == nullptr ? std::nullopt : ICalendar::parseRule(line->value());
+  if (!rule || !rule->count) return;
+  int passed = 0;
+  ICalendar::expand(*rule, from, std::nullopt, {from, to - seconds(1)}, [&](ICalendar::Wall) { ++passed; });
+  auto parts = Text::split(line->value(), ';');
+  for (auto& part : parts)
+    if (ContentLines::uppercase(Text::trim(part)).starts_with("COUNT="))
+      part = "COUNT=" + std::to_string(std::max(1, *rule->count - passed));
+  const auto parameters = line->parameters;
+  todo.set("RRULE", parameters, Text::join(parts, ";"));
+}
+
+}  // namespace
+
+// ---- Reading.
+
+CalendarStore::Reminder CalendarStore::reminder(Place place, const Component& todo, const Component& calendar) {
+  place.uid = CalendarItems::uidOf(todo);
+  Reminder reminder{.place = place,
+                    .title = todo.text("SUMMARY"),
+                    .notes = todo.text("DESCRIPTION"),
+                    .isCompleted = isCompleted(todo),
+                    .completedAt = isCompleted(todo) ? instantOf(todo, "COMPLETED") : std::nullopt,
+                    .due = dueOf(todo, calendar, zones_),
+                    .priority = priorityOf(todo),
+                    .isFlagged = isFlagged(todo),
+                    .remindsAt = {},
+                    .alarms = {},
+                    .created = instantOf(todo, "CREATED"),
+                    .modified = instantOf(todo, "LAST-MODIFIED")};
+  for (const auto& alarm : todo.components("VALARM")) {
+    reminder.alarms.push_back(instantOf(*alarm, "TRIGGER"));
+    if (!reminder.remindsAt) reminder.remindsAt = reminder.alarms.back();
+  }
+  return reminder;
+}
+
+std::vector<CalendarStore::Reminder> CalendarStore::reminders(const std::string& list) {
+  std::vector<Reminder> reminders;
+  const auto all = [](std::string_view) { return true; };
+  eachFile(lists_, list, all, [&](Place place, const ICalendar::Document& document) {
+    for (const auto& [calendar, todo] : todosOf(document)) {
+      reminders.push_back(reminder(place, *todo, *calendar));
+      ++place.index;
+    }
+  });
+  return reminders;
+}
+
+std::vector<CalendarStore::Reminder> CalendarStore::reminders() {
+  std::vector<Reminder> all;
+  for (const auto& list : lists())
+    for (auto& reminder : reminders(list.id)) all.push_back(std::move(reminder));
+  return all;
+}
+
+// ---- Writing.
+
+/// A time keeps the zone that it is told in. The start moves along, for it has to be of the same kind and no later.
+void CalendarStore::setDue(Component& todo, const Component& calendar, const std::optional<Due>& due) {
+  const auto old = dueOf(todo, calendar, zones_);
+  todo.remove("DURATION");
+  if (!due) return todo.remove("DUE");
+  auto form = stampOf(todo, "DUE").value_or(Stamp{.form = Stamp::Form::date});
+  if (!due->hasTime) form = {.form = Stamp::Form::date};
+  if (due->hasTime && form.isDate()) form = {.form = Stamp::Form::utc};
+  const auto set = [&](const char* name, ICalendar::Wall local) {
+    const auto stamp = zones_.stamp(onCalendar(zones_.instant({.wall = local}, calendar)), form, calendar);
+    todo.set(name, stamp.parameters(), stamp.value());
+  };
+  if (const auto start = stampOf(todo, "DTSTART")) {
+    const auto begins = zones_.wall(zones_.instant(*start, calendar), floating, calendar);
+    set("DTSTART", std::min(due->at, old ? begins + (due->at - old->at) : begins));
+  }
+  set("DUE", due->at);
+}
+
+void CalendarStore::change(Component& todo, const Component& calendar, const Reminder& old, const Reminder& reminder) {
+  CalendarItems::setIfOther(todo, "SUMMARY", reminder.title);
+  CalendarItems::setIfOther(todo, "DESCRIPTION", reminder.notes);
+  if (old.due != reminder.due) setDue(todo, calendar, reminder.due);
+  if (old.priority != reminder.priority) todo.set("PRIORITY", "", std::to_string(reminder.priority));
+  if (old.isFlagged != reminder.isFlagged)
+    todo.setText(flag, reminder.isFlagged ? std::optional<std::string>("TRUE") : std::nullopt);
+  if (old.remindsAt != reminder.remindsAt)
+    setRemindsAt(todo, reminder.remindsAt);
+  else
+    setAlarms(todo, reminder.alarms);
+  if (old.isCompleted == reminder.isCompleted && old.completedAt == reminder.completedAt) return;
+  setCompleted(todo, reminder.isCompleted ? std::optional(reminder.completedAt.value_or(Dates::now())) : std::nullopt);
+}
+
+/// To the next date that isn't past. False where there is none, or nothing to count from.
+bool CalendarStore::moveOn(Component& todo, const Component& calendar) {
+  const auto anchor = stampOf(todo, anchorOf(todo));
+  if (!anchor) return false;
+  const auto all = ICalendar::Series::all(dates(todo, calendar), zones_);
+  const auto now = floor<seconds>(Dates::now());
+  const auto began = zones_.instant(*anchor, calendar);
+  const auto present = anchor->isDate() ? zones_.instant(anchor->with(zones_.wall(now, *anchor, calendar)), calendar)
+                                        : Dates::Instant(now);
+  const auto next = all.empty() ? std::nullopt : firstFrom(all.front(), std::max(began + seconds(1), present));
+  if (!next) return false;
+  const auto shift = zones_.wall(next->begins, *anchor, calendar) - anchor->wall;
+  countDown(todo, anchor->wall, anchor->wall + shift);
+  for (const char* name : {"DTSTART", "DUE"}) {
+    const auto stamp = stampOf(todo, name);
+    if (!stamp) continue;
+    const auto moved = zones_.stamp(zones_.instant(stamp->with(stamp->wall + shift), calendar), *stamp, calendar);
+    todo.set(name, moved.parameters(), moved.value());
+  }
+  for (const auto& alarm : todo.components("VALARM"))
+    if (const auto at = instantOf(*alarm, "TRIGGER")) setTrigger(*alarm, *at + (next->begins - began));
+  setCompleted(todo, std::nullopt);
+  return true;
+}
+
+/// What is kept of the date that is done.
+ICalendar::Document CalendarStore::completedCopy(const Component& todo, const Component& calendar,
+                                                 const Reminder& reminder) {
+  const auto copy = todo.copy();
+  for (const char* name : {"RRULE", "RDATE", "EXRULE", "EXDATE"}) copy->remove(name);
+  copy->set("UID", "", CalendarItems::uidOf(*CalendarItems::make("VTODO")));
+  setCompleted(*copy, reminder.completedAt.value_or(Dates::now()));
+  ICalendar::touch(*copy);
+  auto document = CalendarItems::document(copy);
+  for (const auto& zone : calendar.components("VTIMEZONE")) document.calendars.front()->insertFirst(zone->copy());
+  return document;
+}
+
+CalendarStore::Reminder CalendarStore::add(const Reminder& reminder) {
+  const auto item = CalendarItems::make("VTODO");
+  const auto document = CalendarItems::document(item);
+  const auto& calendar = *document.calendars.front();
+  change(*item, calendar, {}, reminder);
+  const StoreLock lock(lists_.lockFile());
+  return this->reminder(create(lists_, reminder.place.collection, item, document), *item, calendar);
+}
+
+CalendarStore::Reminder CalendarStore::save(const Reminder& reminder) {
+  Reminder result;
+  std::optional<fs::path> copy;
+  const auto change = [&](ICalendar::Document& document) {
+    const auto [calendar, todo] = todoOf(document, reminder.place);
+    if (!todo) CalendarItems::refuse(file(reminder));
+    const auto old = result = this->reminder(reminder.place, *todo, *calendar);
+    if (isUnchanged(old, reminder)) return;
+    auto wanted = reminder;
+    const bool isRepeated = todo->find("RRULE") != nullptr || todo->find("RDATE") != nullptr;
+    const bool isDone = isRepeated && !old.isCompleted && reminder.isCompleted;
+    if (isDone) wanted.isCompleted = false, wanted.completedAt = old.completedAt;
+    this->change(*todo, *calendar, old, wanted);
+    const auto done = isDone ? std::optional(completedCopy(*todo, *calendar, reminder)) : std::nullopt;
+    if (isDone && moveOn(*todo, *calendar)) {
+      const auto kept = done->calendars.front();
+      const auto place = create(lists_, reminder.place.collection, kept->components("VTODO").front(), *done);
+      copy = lists_.root() / place.collection / place.file;
+    } else if (isDone) {
+      setCompleted(*todo, reminder.completedAt.value_or(Dates::now()));
+    }
+    ICalendar::touch(*todo);
+    zones_.define(*calendar);
+    result = this->reminder(reminder.place, *todo, *calendar);
+  };
+  try {
+    write(file(reminder), change);
+  } catch (...) {
+    if (copy) Files::remove(*copy);
+    throw;
+  }
+  return result;
+}
+
+// ---- Removing.
+
+void CalendarStore::check(const Reminder& reminder) {
+  const auto document = ICalendar::parse(unchanged(file(reminder)));
+  if (!document || !todoOf(*document, reminder.place).todo) CalendarItems::refuse(file(reminder));
+}
+
+void CalendarStore::remove(const std::vector<Reminder>& reminders, const std::vector<std::string>& lists) {
+  const StoreLock lock(lists_.lockFile());
+  std::map<fs::path, std::vector<const Reminder*>> byFile;
+  for (const auto& reminder : reminders) byFile[file(reminder)].push_back(&reminder);
+  std::map<fs::path, std::string> written;  // all of them known before the first is written
+  for (const auto& [path, ofFile] : byFile)
+    written[path] = changed(path, [&, &where = path, &gone = ofFile](ICalendar::Document& document) {
+      removeTodos(document, gone, where);
+    });
+  for (const auto& [path, bytes] : written) write(path, bytes);
+  lists_.remove(lists);
+}
