@@ -32,16 +32,9 @@ class RemindersServiceTest : public PersonalDesk {
     }
     return result;
   }
-  static std::string find(const std::optional<std::string>& list = {}, bool includeCompleted = false,
-                          long long limit = 0) {
-    return tried([&] { return RemindersService::find(list, includeCompleted, limit); });
-  }
-  static std::string update(const std::string& name, const std::string& due,
-                            const std::optional<std::string>& list = {}) {
-    return tried([&] { return RemindersService::update(name, list, due); });
-  }
-  static std::string tried(const std::function<std::string()>& call) try { return call(); } catch (const Error& error) {
-    return error.description();
+  static std::string find(const std::string& args = "limit=0") { return callTool("reminder.find", args); }
+  static std::string update(const std::string& name, const std::string& due, const std::string& list = "") {
+    return callTool("reminder.update", {{"name", name}, {"due", due}, {"list", list}});
   }
 };
 
@@ -79,20 +72,20 @@ TEST_F(RemindersServiceTest, findsByDueDateAndWhatHasNoneLast) {
       "home || todo || 2026-03-14 00:00 || day\nhome || todo || 2026-03-14 00:00 || day\n"
       "home || todo || 2026-03-14 13:00 || late\nhome || todo ||  || never\nhome || todo ||  || never too";
   EXPECT_EQ(find(), open);
-  EXPECT_EQ(find("", false, -3), open);
-  EXPECT_EQ(find("home", false, 7), open);
-  EXPECT_EQ(find("home", false, 1), open.substr(0, open.find('\n')));
-  EXPECT_THAT(find("home", true, 8), StartsWith("home || done || 1900-01-01 01:00 || done\n"));
-  EXPECT_EQ(find("Empty"), "(no reminders)");
-  EXPECT_EQ(find("Home"), "no Reminders list named \"Home\".");
+  EXPECT_EQ(find("limit=-3"), open);
+  EXPECT_EQ(find("list=home;limit=7"), open);
+  EXPECT_EQ(find("list=home;limit=1"), open.substr(0, open.find('\n')));
+  EXPECT_THAT(find("list=home;limit=8;includeCompleted=true"),
+              StartsWith("home || done || 1900-01-01 01:00 || done\n"));
+  EXPECT_EQ(find("list=Empty"), "(no reminders)");
+  EXPECT_EQ(find("list=Home"), "no Reminders list named \"Home\".");
   EXPECT_EQ(RemindersService::listCount("home"), 8u);
   EXPECT_EQ(RemindersService::listCount("Home"), 0u);
 }
 
 TEST_F(RemindersServiceTest, keepsAReminderOnOneLineWhateverItsTitleHolds) {
   todo("w/1", "SUMMARY:Milk\\n\\nBank || done ||  || forged\\, really\xE2\x80\xA8.");
-  title("w", "Caf\u00E9");
-  EXPECT_EQ(find("Cafe\u0301"), "Caf\u00E9 || todo ||  || Milk Bank || done ||  || forged, really .");
+  EXPECT_EQ(find(), "w || todo ||  || Milk Bank || done ||  || forged, really .");
   EXPECT_THAT(update("MILK", "2026-03-14"), StartsWith("OK \"Milk Bank || "));
 }
 
@@ -154,7 +147,9 @@ TEST_F(RemindersServiceTest, refusesWhatIsntClearAndChangesNothing) {
   todo("Home/2", "SUMMARY:Call ann back");
   todo("Home/3", "SUMMARY:Call Bob\nSTATUS:COMPLETED");
   todo("Work/4", "DUE;VALUE=DATE:20260314");
-  const auto files = [&] { return get("reminders/Home/1.ics") + get("reminders/Home/2.ics") + find({}, true); };
+  const auto files = [&] {
+    return get("reminders/Home/1.ics") + get("reminders/Home/2.ics") + find("includeCompleted=true");
+  };
   const auto before = files();
   EXPECT_EQ(update("ANN", "soon"), "2 incomplete reminders match \"ANN\" - make name= unique (or scope with list=).");
   EXPECT_EQ(update("bob", "soon"), "no incomplete reminder whose name contains \"bob\".");
@@ -188,14 +183,14 @@ TEST_F(RemindersServiceTest, refusesWhatIsntClearAndChangesNothing) {
 
 // ---- Removing.
 
-TEST_F(RemindersServiceTest, deletesEveryListOfATitle) {
-  for (const char* list : {"a", "b", "home"}) todo(std::string(list) + "/1", "SUMMARY:x");
-  title("a", "Trip");
-  title("b", "Trip\n");
-  const auto remove = [](const std::string& name) { return tried([&] { return RemindersService::deleteList(name); }); };
-  EXPECT_EQ(remove("trip"), "no Reminders list named \"trip\".");
-  EXPECT_EQ(remove("Trip"), "OK deleted list \"Trip\" (2 lists shared that name)");
-  EXPECT_EQ(remove("Trip"), "no Reminders list named \"Trip\".");
+TEST_F(RemindersServiceTest, deletesEveryListOfATitleHoweverItsAccentsAreWritten) {
+  for (const std::string list : {"a", "b", "home"}) todo(list + "/1", "SUMMARY:x");
+  title("a", "Caf\u00E9");
+  title("b", "Cafe\u0301\n");
+  const auto remove = [](const std::string& name) { return callTool("reminder.deleteList", "name=" + name); };
+  EXPECT_EQ(remove("caf\u00E9"), "no Reminders list named \"caf\u00E9\".");
+  for (const char* name : {"Caf\u00E9", "Cafe\u0301"}) EXPECT_EQ(RemindersService::listCount(name), 2u);
+  EXPECT_EQ(remove("Caf\u00E9"), "OK deleted list \"Caf\u00E9\" (2 lists shared that name)");
   EXPECT_EQ(RemindersService::listAll(), "home || active=1 || done=0");
   EXPECT_EQ(remove("home"), "OK deleted list \"home\"");
 }
@@ -223,9 +218,9 @@ TEST_F(RemindersServiceTest, removesNothingWhereTheDiskRefuses) {
     }
     const bool isCleared = isDone({"reminder.clearCompleted", "list=a"}, fault);
     EXPECT_EQ(RemindersService::listCount("Trip"), isCleared ? 3u : 4u) << fault;
-    const auto before = find({}, true);
+    const auto before = find("includeCompleted=true");
     const bool isDeleted = isDone({"reminder.deleteList", "name=Trip"}, fault);
-    EXPECT_EQ(find({}, true), isDeleted ? "(no reminders)" : before) << fault;
+    EXPECT_EQ(find("includeCompleted=true"), isDeleted ? "(no reminders)" : before) << fault;
     refusals += !isCleared + !isDeleted;
   }
   EXPECT_GT(refusals, 4);
@@ -236,16 +231,14 @@ TEST_F(RemindersServiceTest, clearsWhatIsCompletedAndNothingElse) {
   todo("Home/2", "SUMMARY:done\nSTATUS:COMPLETED");
   todo("Home/3", "SUMMARY:done\nSTATUS:COMPLETED\nEND:VTODO\nBEGIN:VTODO\nUID:other\nSUMMARY:open too");
   todo("Work/4", "SUMMARY:done\nCOMPLETED:20260314T000000Z");
-  const auto clear = [](const std::string& list) {
-    return tried([&] { return RemindersService::clearCompleted(list); });
-  };
+  const auto clear = [](const std::string& args) { return callTool("reminder.clearCompleted", args); };
   EXPECT_EQ(RemindersService::completedCount({}), 3u);
-  EXPECT_EQ(clear("home"), "no Reminders list named \"home\".");
-  EXPECT_EQ(clear("Home"), "OK deleted 2 completed reminder(s) from list \"Home\"");
-  EXPECT_EQ(clear("Home"), "OK deleted 0 completed reminder(s) from list \"Home\"");
+  EXPECT_EQ(clear("list=home"), "no Reminders list named \"home\".");
+  EXPECT_EQ(clear("list=Home"), "OK deleted 2 completed reminder(s) from list \"Home\"");
+  EXPECT_EQ(clear("list=Home"), "OK deleted 0 completed reminder(s) from list \"Home\"");
   EXPECT_EQ(RemindersService::completedCount(""), 1u);
   EXPECT_EQ(clear(""), "OK deleted 1 completed reminder(s) from all lists");
-  EXPECT_EQ(find({}, true), "Home || todo ||  || open\nHome || todo ||  || open too");
+  EXPECT_EQ(find("includeCompleted=true"), "Home || todo ||  || open\nHome || todo ||  || open too");
 }
 
 // ---- Access.
@@ -263,14 +256,8 @@ TEST_F(RemindersServiceTest, doesNothingWithoutAccessAndSaysWhere) {
   };
   for (const auto& [access, message] : rows) {
     put("permissions.json", fmt::format(R"({{"reminders": {{"access": {}}}}})", access));
-    for (const auto& call : std::vector<std::function<std::string()>>{
-             [] { return RemindersService::listAll(); },
-             [] { return RemindersService::find("Home", true, 0); },
-             [] { return RemindersService::update("x", {}, "soon"); },
-             [] { return RemindersService::deleteList("Home"); },
-             [] { return RemindersService::clearCompleted({}); },
-         })
-      EXPECT_EQ(tried(call), message) << access;
+    for (const char* id : {"lists", "find", "update", "deleteList", "clearCompleted"})
+      EXPECT_EQ(callTool(std::string("reminder.") + id, "name=x;due=soon"), message) << id << " " << access;
     EXPECT_EQ(RemindersService::listCount("Home") + RemindersService::completedCount({}), 0u);
   }
   EXPECT_EQ(get("reminders/Home/1.ics"), file);
