@@ -1,0 +1,45 @@
+// Guards what the calendar's tools take from an agent, and that an event made by script is one that they find.
+#include "Platform/Text.h"
+#include "TavroCore/personal/CalendarTools.h"
+#include "tests/personal/PersonalDesk.h"
+
+namespace {
+
+using testing::ElementsAre;
+
+class CalendarToolsTest : public PersonalDesk {};
+
+TEST_F(CalendarToolsTest, standInTheirOrderWithTheirEffects) {
+  std::string seen;
+  for (const auto& tool : CalendarTools::all()) {
+    seen += tool.id + " " + std::string(rawValue(tool.effect)) + (tool.nativeRun ? " native; " : "; ");
+    EXPECT_EQ(Tools::find(tool.id)->summary, tool.summary);
+  }
+  EXPECT_EQ(seen, "cal.find read native; cal.update create native; cal.add create; cal.delete destructive native; ");
+}
+
+TEST_F(CalendarToolsTest, refuseACallWithoutWhatItNeedsBeforeItIsQueued) {
+  const std::tuple<const char*, const char*, const char*> rows[] = {
+      {"cal.update", "title=x", "contains"},   {"cal.update", "contains=;title=x", "contains"},
+      {"cal.delete", "days=3", "contains"},    {"cal.add", "summary=x", "calendar"},
+      {"cal.add", "calendar=work", "summary"}, {"cal.add", "calendar=;summary=", "calendar"},
+  };
+  for (const auto& [id, args, missing] : rows) {
+    EXPECT_EQ(callTool(id, args), std::string("missing required argument: ") + missing) << id << " " << args;
+    const auto run = Tools::find(id)->nativeRun;
+    if (!run) continue;
+    EXPECT_THROW(run(arguments(args)), ToolError);  // an approved action is built no more
+  }
+  EXPECT_EQ(Tools::find("cal.find")->build({}).text, "");
+}
+
+TEST_F(CalendarToolsTest, giveTheScriptNumbersItCanRead) {
+  const auto argv = [](const std::string& args) { return Tools::find("cal.add")->build(arguments(args)).argv; };
+  EXPECT_THAT(argv("calendar=work;summary=x"), ElementsAre("work", "x", "0", "", "60", "", "", ""));
+  EXPECT_THAT(argv("calendar=c;summary=s;days=-2;hour=9;duration=30;location=l;notes=n;url=u"),
+              ElementsAre("c", "s", "-2", "9", "30", "l", "n", "u"));
+  EXPECT_THAT(argv("calendar=c;summary=s;days=1.5;hour=noon;duration=long"),
+              ElementsAre("c", "s", "0", "noon", "60", "", "", ""));
+}
+
+}  // namespace
