@@ -1,17 +1,8 @@
 // Measures mail.search over 20,000 messages in 40 mailboxes, beside two that search the same store: notmuch, which
 // keeps an index of its own, and a plain `grep -r`. argv: the directory of the programs.
-#include <fcntl.h>
-#include <fmt/format.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
-#include "bench/Command.h"
+#include "bench/Store.h"
 
 namespace {
 
@@ -46,25 +37,6 @@ void fill(const fs::path& account) {
   }
 }
 
-/// Out of the system's cache, as after a restart.
-void forget(const fs::path& store) {
-  sync();
-  for (const auto& entry : fs::recursive_directory_iterator(store)) {
-    if (!entry.is_regular_file()) continue;
-    const int file = open(entry.path().c_str(), O_RDONLY | O_CLOEXEC);
-    posix_fadvise(file, 0, 0, POSIX_FADV_DONTNEED);
-    close(file);
-  }
-}
-
-void row(const std::string& what, const Cost& figure, double goal = 0) {
-  fmt::print("{:<44}{:>8.2f} s{:>8.0f} MB", what, figure.milliseconds / 1000, figure.megabytes);
-  if (goal > 0)
-    fmt::print("{:>10.1f} s, 150 MB  {}", goal,
-               figure.milliseconds / 1000 <= goal && figure.megabytes <= 150 ? "reached" : "MISSED");
-  fmt::print("\n");
-}
-
 void measure(const fs::path& programs, const fs::path& scratch) {
   const auto desktop = scratch / "desktop";
   const auto mail = desktop / "mail";
@@ -95,23 +67,4 @@ void measure(const fs::path& programs, const fs::path& scratch) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  if (argc != 2) {
-    fmt::print(stderr, "usage: mailsearch PROGRAMS\n");
-    return 2;
-  }
-  std::string scratch = (fs::temp_directory_path() / "tavro-bench-XXXXXX").string();
-  if (!mkdtemp(scratch.data())) return 1;
-  setenv("TAVRO_HOME", (fs::path(scratch) / "home").c_str(), 1);
-  setenv("TAVRO_DESKTOP", (fs::path(scratch) / "desktop").c_str(), 1);
-  setenv("HOME", scratch.c_str(), 1);
-  int status = 0;
-  try {
-    measure(fs::absolute(argv[1]), scratch);
-  } catch (const std::exception& failure) {
-    fmt::print(stderr, "bench: {}\n", failure.what());
-    status = 1;
-  }
-  fs::remove_all(scratch);
-  return status;
-}
+int main(int argc, char** argv) { return measureInScratch(argc, argv, measure); }
