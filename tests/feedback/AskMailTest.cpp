@@ -2,6 +2,11 @@
 // delivers into the owner's Maildir, on the desktop's real Mail.
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <future>
+
+#include "Platform/Bundle.h"
+#include "Platform/Process.h"
 #include "Platform/Text.h"
 #include "TavroCore/feedback/MailAskChannel.h"
 #include "tests/personal/PersonalDesk.h"
@@ -144,6 +149,46 @@ TEST_F(AskMailTest, tidiesTheInboxAsTheOwnerWantsIt) {
   EXPECT_THAT(subjects("Trash"), ElementsAre(MailAskChannel::subject(second)));
   EXPECT_THAT(subjects("INBOX"), ElementsAre("Other"));
   EXPECT_EQ(subjects("Sent").size(), 3U);
+}
+
+TEST_F(AskMailTest, leavesTheQuestionOpenWhenMailLosesTheReply) {
+  ::setenv("TAVRO_PLATFORM_BIN", (directory / "bin").c_str(), 1);
+  const FeedbackItem item{.id = "1", .text = "Go?", .createdAt = "", .source = ""};
+  for (const auto& [body, text] : {std::pair("echo Go.", "Go."), std::pair("echo '(no matching message)'", "(none)"),
+                                   std::pair("echo Go.; exit 1", "(none)")}) {
+    put("../bin/osascript", "#!/bin/sh\nif [ $# -gt 10 ]; then echo 'W/I || d || 1 || me || Re: [tavro#1]'; else " +
+                                std::string(body) + "; fi\n");
+    Files::setMode(directory / "bin/osascript", 0700);
+    EXPECT_EQ(answer(item), text) << body;
+  }
+  ::unsetenv("TAVRO_PLATFORM_BIN");
+}
+
+std::string run(std::vector<std::string> call) {
+  call.insert(call.begin(), "run");
+  const auto result = Process::run({.program = Bundle::url() / "tavro", .arguments = std::move(call), .input = ""});
+  return std::string(Text::trim(result.output + result.errors));
+}
+
+TEST_F(AskMailTest, bringsTheAnswerBackOnceHoweverManyHarvest) {
+  settings("", "");
+  EXPECT_THAT(run({"ask", "text=Go?"}), HasSubstr("mail.notify failed: missing required argument: notify email"));
+  EXPECT_EQ(run({"ask.answers"}), "(no operator feedback pending)");
+  settings("");
+  const auto said = run({"ask", "text=Before: or after?", "automation=digest"});
+  EXPECT_THAT(said, testing::MatchesRegex("question #[0-9A-F]{8} asked via Mail .reply. for 'digest' - the answer .*"));
+  EXPECT_EQ(run({"ask.harvest"}), "no new replies");
+  const auto subject = subjects("INBOX").front();
+  letter("INBOX", "Re: " + subject, "\nAfter.\n\n> Before: or after?\n");
+  const auto harvest = [] { return run({"ask.harvest"}); };
+  auto one = std::async(std::launch::async, harvest);
+  auto two = std::async(std::launch::async, harvest);
+  EXPECT_THAT((Lines{one.get(), two.get()}),
+              testing::UnorderedElementsAre("✅ 1 reply(ies) harvested", "no new replies"));
+  EXPECT_EQ(harvest(), "no new replies");
+  EXPECT_EQ(run({"ask.answers"}), "• [answer] #" + said.substr(10, 8) + " \"Before: or after?\" → After.");
+  EXPECT_THAT(subjects("INBOX"), IsEmpty());
+  EXPECT_THAT(subjects("Archive"), ElementsAre("Re: " + subject, subject));
 }
 
 }  // namespace
