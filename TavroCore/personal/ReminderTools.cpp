@@ -19,6 +19,15 @@ std::string find(const Arguments& args) {
   return RemindersService::find(argument(args, "list"), says(args, "includeCompleted", "true"), limit);
 }
 
+/// The script makes the reminder before it reads the day, so a day that it can't read would leave one behind, and a
+/// second one when the agent tries again.
+Script addScript(const Arguments& args) {
+  const auto& name = requiredArgument(args, "name");
+  const auto& due = argument(args, "due");
+  if (!due.empty()) RemindersService::checkDay(due);
+  return {PersonalScripts::reminderAddScript, {name, argument(args, "list"), due, argument(args, "notes")}};
+}
+
 std::string update(const Arguments& args) {
   const auto& name = requiredArgument(args, "name");
   return RemindersService::update(name, argument(args, "list"), requiredArgument(args, "due"));
@@ -69,12 +78,7 @@ std::vector<Tool> ReminderTools::all() {
           .summary = "Create a reminder (name, [list], [due=YYYY-MM-DD], [notes]). Targets the named list (default: "
                      "the Reminders default list).",
           .effect = Effect::create,
-          .build =
-              [](const Arguments& args) {
-                return Script{PersonalScripts::reminderAddScript,
-                              {requiredArgument(args, "name"), argument(args, "list"), argument(args, "due"),
-                               argument(args, "notes")}};
-              },
+          .build = addScript,
       },
       {
           .id = "reminder.addList",

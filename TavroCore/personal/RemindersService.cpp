@@ -222,6 +222,10 @@ std::string update(const std::string& name, const std::optional<std::string>& li
                      titleOf(reminder.calendar));
 }
 
+void checkDay(const std::string& due) {
+  if (!fieldsOf(due.substr(0, std::string_view("0000-00-00").size()))) throw RemError::badDate(due);
+}
+
 std::string deleteList(const std::string& name) {
   Store store;
   const auto lists = listsTitled(store, name);

@@ -36,6 +36,9 @@ std::string find(const std::optional<std::string>& list, bool includeCompleted, 
 /// along.
 std::string update(const std::string& name, const std::optional<std::string>& list, const std::string& due);
 
+/// Does `due` begin with a day of the calendar, YYYY-MM-DD? Throws RemError::badDate when it doesn't.
+void checkDay(const std::string& due);
+
 /// Every list of this title, with what is in it; all of them or none.
 std::string deleteList(const std::string& name);
 /// The completed reminders; all of them or none.

@@ -101,8 +101,11 @@ TEST_F(ReminderToolsTest, carryAReminderFromItsMakingToItsEnd) {
 TEST_F(ReminderToolsTest, makeAReminderWithNoMoreThanAName) {
   const std::string odd = "\"Quoted\" \\ back, 'single'; $(x) ` 😀 é";
   EXPECT_EQ(callTool("reminder.add", {{"name", odd}, {"notes", odd + "\n" + odd}}), "OK reminder created");
-  EXPECT_EQ(callTool("reminder.add", {{"name", "End of February"}, {"due", "2026-02-30"}}), "OK reminder created");
-  EXPECT_THAT(call("find"), testing::MatchesRegex(".* \\|\\| todo \\|\\| 2026-03-02 00:00 \\|\\| End of February\n.*"));
+  EXPECT_EQ(call("add", "name=Tax;due=2028-02-29 18:30"), "OK reminder created");
+  for (const auto* day : {"tomorrow", "2026-02-30", "2026/03/14", "14.03.2026"})
+    EXPECT_EQ(call("add", "name=Tax;due=" + std::string(day)),
+              "can't parse due=\"" + std::string(day) + "\" - use YYYY-MM-DD or \"YYYY-MM-DD HH:MM\".");
+  EXPECT_THAT(call("find"), testing::MatchesRegex("Reminders \\|\\| todo \\|\\| 2028-02-29 00:00 \\|\\| Tax\n[^\n]*"));
   EXPECT_THAT(call("find"), testing::EndsWith(" || todo ||  || " + odd));
 }
 

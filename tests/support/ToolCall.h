@@ -22,7 +22,7 @@ inline std::string callTool(const std::string& id, const Arguments& args) try {
   tool.build(args);
   const auto built = HarnessRunner::executeBuilt(tool, args);
   return built.ok ? built.output : built.error;
-} catch (const ToolError& error) {
+} catch (const Error& error) {
   return error.description();
 }
 inline std::string callTool(const std::string& id, const std::string& args = "") {
