@@ -17,11 +17,15 @@ struct ScopeResult {
   std::string detail;           // the state in a phrase
 };
 
-/// The eight applications, then the calendar and the reminders. Opens no dialog and starts no application.
+// Neither `status` nor `probe` fails: what can't be found out is a scope whose detail says what to do.
+
+/// The eight applications, then the calendar and the reminders. Opens no dialog and starts no application. Of an
+/// application that is closed, the kept answer is told.
 std::vector<ScopeResult> status();
 
 /// The same list, after asking for everything that can still be asked; blocks for as long as the owner takes. Starts
-/// the applications that don't run, and quits them afterwards. Keeps the answers.
+/// the applications that don't run, waits up to 6 seconds for each, and quits them afterwards. Keeps the answers; one
+/// that isn't known leaves the one that was kept before.
 std::vector<ScopeResult> probe();
 
 /// A line each: a mark, the label in 22 characters, the detail.

@@ -95,6 +95,11 @@ ObjectPtr DesktopApplication::elementNamed(std::string_view className, std::stri
   return ownElementNamed(className, name);
 }
 
+ObjectPtr DesktopApplication::elementWithId(std::string_view className, const Value& id) {
+  beControlled();
+  return ownElementWithId(className, id);
+}
+
 Value DesktopApplication::perform(const Command& command) {
   if (command.name == "quit") {
     prepareToQuit();
@@ -114,6 +119,9 @@ Value DesktopApplication::ownProperty(std::string_view) { return Missing(); }
 std::vector<ObjectPtr> DesktopApplication::ownElements(std::string_view) { return {}; }
 ObjectPtr DesktopApplication::ownElementNamed(std::string_view className, std::string_view name) {
   return Object::elementNamed(className, name);
+}
+ObjectPtr DesktopApplication::ownElementWithId(std::string_view className, const Value& id) {
+  return Object::elementWithId(className, id);
 }
 
 // ---- Objects.

@@ -28,6 +28,7 @@ class DesktopApplication : public AppleScript::Application {
   AppleScript::Value property(std::string_view name) final;
   std::vector<AppleScript::ObjectPtr> elements(std::string_view className) final;
   AppleScript::ObjectPtr elementNamed(std::string_view className, std::string_view name) final;
+  AppleScript::ObjectPtr elementWithId(std::string_view className, const AppleScript::Value& id) override;
   AppleScript::Value perform(const AppleScript::Command& command) final;
 
  protected:
@@ -35,6 +36,7 @@ class DesktopApplication : public AppleScript::Application {
   virtual AppleScript::Value ownProperty(std::string_view name);
   virtual std::vector<AppleScript::ObjectPtr> ownElements(std::string_view className);
   virtual AppleScript::ObjectPtr ownElementNamed(std::string_view className, std::string_view name);
+  virtual AppleScript::ObjectPtr ownElementWithId(std::string_view className, const AppleScript::Value& id);
   /// A command other than activate, launch, run, reopen and quit.
   virtual AppleScript::Value execute(const AppleScript::Command& command) = 0;
   virtual void prepareToQuit() {}
