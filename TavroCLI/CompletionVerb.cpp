@@ -29,6 +29,7 @@ std::string bash() {
   elif [ "$COMP_CWORD" -eq 2 ]; then case "${{COMP_WORDS[1]}}" in
     run|tools) words=$(tavro tools 2>/dev/null | cut -f1) ;;
     pending|approve|reject) words=$(tavro pending 2>/dev/null | cut -f1) ;;
+    answer) words=$(tavro feedback list --open 2>/dev/null | cut -f1) ;;
     mode) words='panic copilote yolo' ;;
     completion) words='bash zsh fish' ;;
 {}  esac; fi
@@ -49,6 +50,7 @@ std::string fish() {
   }
   return text + R"(complete -c tavro -n '__fish_seen_subcommand_from run tools' -a '(tavro tools | cut -f1)'
 complete -c tavro -n '__fish_seen_subcommand_from pending approve reject' -a '(tavro pending 2>/dev/null | cut -f1)'
+complete -c tavro -n '__fish_seen_subcommand_from answer' -a '(tavro feedback list --open 2>/dev/null | cut -f1,6)'
 complete -c tavro -n '__fish_seen_subcommand_from mode' -a 'panic copilote yolo'
 )";
 }

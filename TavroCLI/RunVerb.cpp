@@ -1,7 +1,5 @@
 #include "TavroCLI/RunVerb.h"
 
-#include <unistd.h>
-
 #include <memory>
 #include <optional>
 
@@ -24,17 +22,8 @@ struct Call {
   std::vector<std::string> pairs;
 };
 
-std::string standardInput() {
-  std::string text;
-  char buffer[65536];
-  for (ssize_t count = 0; (count = ::read(STDIN_FILENO, buffer, sizeof buffer)) > 0;) {
-    text.append(buffer, static_cast<std::size_t>(count));
-  }
-  return text;
-}
-
 std::string fileText(const std::string& key, const std::string& path) {
-  if (path == "-") return standardInput();
+  if (path == "-") return Terminal::wholeInput();
   auto text = Files::read(Environment::expandTilde(path));
   if (!text) throw CommandError(ExitStatus::failed, key + ": there is no file " + path);
   return std::move(*text);

@@ -122,6 +122,16 @@ class HiddenTyping {
 
 volatile std::sig_atomic_t HiddenTyping::caught_ = 0;
 
+/// Some bytes of standard input, 0 at its end.
+std::size_t readInput(char* buffer, std::size_t size) {
+  for (;;) {
+    const ssize_t count = ::read(STDIN_FILENO, buffer, size);
+    if (count >= 0) return static_cast<std::size_t>(count);
+    if (errno == EINTR) continue;
+    throw CommandError(ExitStatus::failed, std::string("could not read standard input: ") + std::strerror(errno));
+  }
+}
+
 bool wantsColour() {
   return Terminal::outputIsTerminal() && !Environment::value("NO_COLOR") && Environment::value("TERM") != "dumb";
 }
@@ -181,15 +191,17 @@ std::optional<std::string> askHidden(std::string_view question) {
 
 bool inputIsTerminal() { return ::isatty(STDIN_FILENO) != 0; }
 
+std::string wholeInput() {
+  std::string text;
+  std::array<char, 65536> buffer{};
+  while (const std::size_t count = readInput(buffer.data(), buffer.size())) text.append(buffer.data(), count);
+  return text;
+}
+
 std::string firstLineOfInput(std::size_t limit) {
   std::string line;
   for (char byte = 0;;) {
-    const ssize_t count = ::read(STDIN_FILENO, &byte, 1);
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) {
-      throw CommandError(ExitStatus::failed, std::string("could not read standard input: ") + std::strerror(errno));
-    }
-    if (count == 0) return line;
+    if (readInput(&byte, 1) == 0) return line;
     if (byte == '\n') break;
     line += byte;
     if (line.size() > limit + 1) {

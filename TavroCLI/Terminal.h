@@ -35,6 +35,8 @@ bool ask(std::string_view matter, std::string_view question);
 std::optional<std::string> askHidden(std::string_view question);
 
 bool inputIsTerminal();
+/// Standard input to its end. Throws CommandError when it can't be read.
+std::string wholeInput();
 /// The first line of standard input without its break (LF or CR LF), which may be missing at the end of the input.
 /// Throws CommandError when it can't be read or is longer than `limit` bytes.
 std::string firstLineOfInput(std::size_t limit);

@@ -9,6 +9,7 @@
 #include "TavroCLI/AuditVerbs.h"
 #include "TavroCLI/CompletionVerb.h"
 #include "TavroCLI/DesktopVerb.h"
+#include "TavroCLI/FeedbackVerbs.h"
 #include "TavroCLI/ImapVerbs.h"
 #include "TavroCLI/Nearest.h"
 #include "TavroCLI/PolicyVerbs.h"
@@ -40,6 +41,14 @@ const std::vector<Verb> table = {
      "what was asked, decided and done, newest first",
      AuditVerbs::audit,
      {{"purge", "--older-than DAYS", "delete old lines", AuditVerbs::purge}}},
+    {"answer", "ID TEXT", "answer a question of an automation", FeedbackVerbs::answer},
+    {"feedback",
+     "",
+     "your orders to automations, their questions, your answers",
+     nullptr,
+     {{"list", "[--automation NAME]", "all of it, newest first (--open: questions to answer)", FeedbackVerbs::list},
+      {"tell", "TEXT", "an order for every run to come (--automation NAME, --expires-hours N)", FeedbackVerbs::tell},
+      {"rm", "ID...", "take orders back, drop questions", FeedbackVerbs::remove}}},
     {"access",
      "",
      "which applications and calendars the tools may use",

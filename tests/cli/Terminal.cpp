@@ -119,6 +119,19 @@ TEST_F(OnATerminal, aTypedPasswordIsNotShownAndTheTerminalIsAsItWasHoweverItEnds
   EXPECT_EQ(sandbox.shell("cat desktop/keychain/*").output, "other");
 }
 
+TEST_F(OnATerminal, feedbackIsToldInAgesAndCutToTheScreen) {
+  sandbox.shell("for hours in 1 47 100; do tavro feedback tell --expires-hours $hours " + std::string(200, 'W') +
+                "; done");
+  const std::string screen = onTerminal(sandbox, "NO_COLOR=1 tavro feedback list", "").screen;
+  EXPECT_THAT(screen, testing::ContainsRegex("AUTOMATION +SINCE +EXPIRES +TEXT"));
+  for (const char* expiry : {"in 60 min", "in 47 h", "in 4 days"})
+    EXPECT_THAT(screen, testing::ContainsRegex(std::string("just now +") + expiry + " +W+…\r"));
+  const Session wordless = onTerminal(
+      sandbox, "tavro run ask text=q channel=cockpit; tavro answer $(tavro feedback list --open | cut -f1)", "");
+  EXPECT_THAT(wordless.screen, HasSubstr("what is the answer?"));
+  EXPECT_EQ(wordless.status, 2);
+}
+
 TEST_F(OnATerminal, coloursAreForTerminalsThatWantThem) {
   EXPECT_THAT(onTerminal(sandbox, "tavro tools", "").screen, HasSubstr("\033[1mhow_it_works"));
   EXPECT_THAT(onTerminal(sandbox, "NO_COLOR=1 tavro tools", "").screen, Not(HasSubstr("\033")));
