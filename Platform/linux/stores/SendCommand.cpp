@@ -40,8 +40,10 @@ std::string ending(const Process::Status& status) {
 
 }  // namespace
 
-void SendCommand::send(const std::string& command, string_view message) {
-  const auto result = Process::run({.program = "/bin/sh", .arguments = {"-c", command}, .input = std::string(message)});
+void SendCommand::send(const std::string& command, string_view message,
+                       const std::map<std::string, std::string>& environment) {
+  const auto result = Process::run(
+      {.program = "/bin/sh", .arguments = {"-c", command}, .input = std::string(message), .environment = environment});
   if (result.status.ok()) return;
   auto words = lastWords(result.errors);
   if (words.empty()) words = lastWords(result.output);
