@@ -2,12 +2,15 @@
 
 #include <sqlite3.h>
 
+#include <array>
 #include <chrono>
 #include <mutex>
 #include <set>
+#include <system_error>
 #include <thread>
 #include <unordered_map>
 
+#include "Platform/Files.h"
 #include "Platform/Text.h"
 #include "TavroCore/harness/ConfigDir.h"
 
@@ -59,27 +62,52 @@ struct Database::Connection {
   std::unique_ptr<sqlite3, Close> handle;
   Statements idle;  // prepared, and not running
   std::mutex mutex;
+  std::optional<std::filesystem::file_time_type> unlockedSince;  // of a file that is read without locks
 
-  explicit Connection(const std::filesystem::path& path) : file(path.string()) {
+  /// `access` are flags of sqlite3_open_v2, `fileSystem` one of SQLite's, null for the usual one.
+  Connection(const std::filesystem::path& path, int access, const std::string& name, const char* fileSystem = nullptr)
+      : file(path.string()) {
     sqlite3* opened = nullptr;
-    const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
-    const int code = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
+    const int flags = access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+    const int code = sqlite3_open_v2(name.c_str(), &opened, flags, fileSystem);
     handle.reset(opened);  // there is one to close even when opening failed
     if (code != SQLITE_OK) throw failure("open");
-    // A file that another program left in WAL mode goes back. Without waiting: where it is in use, a later opening
-    // does it, and what is wrong with the file shows at its first use.
-    sqlite3_exec(opened, "PRAGMA journal_mode = DELETE", nullptr, nullptr, nullptr);
-    sqlite3_busy_handler(opened, waitForTheOthers, &waitingSince);
-    sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_FKEY, 1, nullptr);
   }
 
+  static std::unique_ptr<Connection> toWrite(const std::filesystem::path& path);
+  static std::unique_ptr<Connection> toRead(const std::filesystem::path& path);
+  static std::unique_ptr<Connection> finished(const std::filesystem::path& path);
+  static std::unique_ptr<Connection> alone(const std::filesystem::path& path);
+
+  void waitWhenBusy() { sqlite3_busy_handler(handle.get(), waitForTheOthers, &waitingSince); }
+
+  void set(int option, int value) const { sqlite3_db_config(handle.get(), option, value, nullptr); }
+
   DatabaseError failure(const std::string& doing) const {
-    return {sqlite3_extended_errcode(handle.get()),
-            "could not " + doing + " the database " + file + ": " + sqlite3_errmsg(handle.get())};
+    const int code = sqlite3_extended_errcode(handle.get());
+    std::string reason = sqlite3_errmsg(handle.get());
+    if (const int number = sqlite3_system_errno(handle.get()); (code & 0xFF) == SQLITE_CANTOPEN && number != 0)
+      reason += " (" + std::generic_category().message(number) + ")";
+    return {code, "could not " + doing + " the database " + file + ": " + reason};
+  }
+
+  void run(const std::string& sql, const std::string& doing) const {
+    if (sqlite3_exec(handle.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) throw failure(doing);
   }
 
   void check(int code) const {
     if (code != SQLITE_OK) throw failure("use");
+  }
+
+  /// Whoever came while we read without locks has told it by changing the file.
+  void checkUndisturbed() const {
+    if (!unlockedSince || lastWritten() == unlockedSince) return;
+    throw DatabaseError(SQLITE_BUSY, "could not read the database " + file + ": another program changed it meanwhile");
+  }
+
+  std::filesystem::file_time_type lastWritten() const {
+    std::error_code gone;
+    return std::filesystem::last_write_time(file, gone);
   }
 
   Statement prepare(std::string_view sql) const {
@@ -89,6 +117,82 @@ struct Database::Connection {
     return Statement(statement);
   }
 };
+
+// ---- Opening.
+
+std::unique_ptr<Database::Connection> Database::Connection::toWrite(const std::filesystem::path& path) {
+  auto connection = std::make_unique<Connection>(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, path.string());
+  // A file that another program left in WAL mode goes back. Without waiting: where it is in use, a later opening
+  // does it, and what is wrong with the file shows at its first use.
+  sqlite3_exec(connection->handle.get(), "PRAGMA journal_mode = DELETE", nullptr, nullptr, nullptr);
+  connection->waitWhenBusy();
+  connection->set(SQLITE_DBCONFIG_ENABLE_FKEY, 1);
+  return connection;
+}
+
+namespace {
+
+/// How a file can be read without leaving anything beside it. In WAL mode SQLite makes the two companions that it
+/// misses ("-wal" and "-shm"), or fails where it may not. They are both there while some program has the file open.
+enum class Reading {
+  shared,   // with the locks that keep writers and readers apart
+  alone,    // nobody has it open, but what its last writer wrote is still in its log
+  finished  // nobody has it open, and all is in the file itself
+};
+
+/// The file's header tells its mode. SQLite's own handle reads it: to open and close the file a second time would
+/// release every lock that this process holds on it.
+bool isInWalMode(sqlite3* handle) {
+  sqlite3_file* file = nullptr;
+  sqlite3_file_control(handle, "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  std::array<unsigned char, 20> header{};
+  return file && file->pMethods && file->pMethods->xRead(file, header.data(), header.size(), 0) == SQLITE_OK &&
+         header[19] == 2;
+}
+
+Reading suitableReading(sqlite3* handle) {
+  if (!isInWalMode(handle)) return Reading::shared;
+  const std::string file = sqlite3_db_filename(handle, "main");  // links are resolved in it
+  std::error_code absent;
+  const auto logged = std::filesystem::file_size(file + "-wal", absent);
+  if (!absent && Files::exists(file + "-shm")) return Reading::shared;
+  return absent || logged == 0 ? Reading::finished : Reading::alone;
+}
+
+std::string uri(const std::filesystem::path& path, const std::string& parameter) {
+  std::string escaped;
+  const auto file = std::filesystem::absolute(path).string();
+  for (const char c : file) escaped += c == '%' ? "%25" : c == '?' ? "%3f" : c == '#' ? "%23" : std::string(1, c);
+  return "file://" + escaped + "?" + parameter;
+}
+
+}  // namespace
+
+std::unique_ptr<Database::Connection> Database::Connection::finished(const std::filesystem::path& path) {
+  return std::make_unique<Connection>(path, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, uri(path, "immutable=1"));
+}
+
+/// An exclusive connection keeps the log's index in its memory, and the file system without locks lets one that may
+/// not write be exclusive.
+std::unique_ptr<Database::Connection> Database::Connection::alone(const std::filesystem::path& path) {
+  auto connection = std::make_unique<Connection>(path, SQLITE_OPEN_READONLY, path.string(), "unix-none");
+  connection->set(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1);
+  connection->run("PRAGMA locking_mode = EXCLUSIVE", "open");
+  return connection;
+}
+
+std::unique_ptr<Database::Connection> Database::Connection::toRead(const std::filesystem::path& path) {
+  auto connection = std::make_unique<Connection>(path, SQLITE_OPEN_READONLY, path.string());
+  if (const auto reading = suitableReading(connection->handle.get()); reading != Reading::shared) {
+    const auto since = connection->lastWritten();
+    connection = reading == Reading::finished ? finished(path) : alone(path);
+    connection->unlockedSince = since;
+  }
+  connection->waitWhenBusy();
+  connection->set(SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0);  // another program's views may call nothing but plain functions
+  connection->run("SELECT 1 FROM sqlite_master", "open");
+  return connection;
+}
 
 namespace {
 
@@ -175,9 +279,13 @@ bool Row::isNull(std::string_view column) const {
 }
 
 std::optional<std::string> Row::text(std::string_view column) const {
+  const int type = sqlite3_column_type(raw(statement_), index(column));
+  return type == SQLITE_BLOB ? std::nullopt : textOrBlob(column);
+}
+
+std::optional<std::string> Row::textOrBlob(std::string_view column) const {
+  if (isNull(column)) return std::nullopt;
   const int position = index(column);
-  const int type = sqlite3_column_type(raw(statement_), position);
-  if (type == SQLITE_NULL || type == SQLITE_BLOB) return std::nullopt;
   const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(raw(statement_), position));
   if (!bytes) return std::nullopt;
   std::string text(bytes, static_cast<std::size_t>(sqlite3_column_bytes(raw(statement_), position)));
@@ -209,11 +317,7 @@ std::int64_t Database::integer(std::string_view sql, const std::vector<DatabaseV
   return statement.step() ? sqlite3_column_int64(statement.get(), 0) : 0;
 }
 
-void Database::executeScript(const std::string& sql) {
-  if (sqlite3_exec(connection_.handle.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
-    throw connection_.failure("change");
-  }
-}
+void Database::executeScript(const std::string& sql) { connection_.run(sql, "change"); }
 
 std::int64_t Database::foreignChanges() { return integer("PRAGMA data_version"); }
 
@@ -221,7 +325,7 @@ void Migrator::registerMigration(std::string identifier, std::string sql) {
   migrations_.emplace_back(std::move(identifier), std::move(sql));
 }
 
-GRDBQueue::GRDBQueue(const std::filesystem::path& path) : connection_(std::make_unique<Database::Connection>(path)) {}
+GRDBQueue::GRDBQueue(std::unique_ptr<Database::Connection> connection) : connection_(std::move(connection)) {}
 
 GRDBQueue::~GRDBQueue() = default;
 
@@ -231,9 +335,13 @@ std::unique_ptr<GRDBQueue> GRDBQueue::openOnDisk(const std::string& filename, co
 }
 
 std::unique_ptr<GRDBQueue> GRDBQueue::open(const std::filesystem::path& path, const Migrator& migrator) {
-  std::unique_ptr<GRDBQueue> queue(new GRDBQueue(path));
+  std::unique_ptr<GRDBQueue> queue(new GRDBQueue(Database::Connection::toWrite(path)));
   queue->migrate(migrator);
   return queue;
+}
+
+std::unique_ptr<GRDBQueue> GRDBQueue::openReadOnly(const std::filesystem::path& path) {
+  return std::unique_ptr<GRDBQueue>(new GRDBQueue(Database::Connection::toRead(path)));
 }
 
 void GRDBQueue::transaction(const char* begin, const std::function<void(Database&)>& body) {
@@ -251,7 +359,10 @@ void GRDBQueue::transaction(const char* begin, const std::function<void(Database
   }
 }
 
-void GRDBQueue::read(const std::function<void(Database&)>& body) { transaction("BEGIN", body); }
+void GRDBQueue::read(const std::function<void(Database&)>& body) {
+  transaction("BEGIN", body);
+  connection_->checkUndisturbed();
+}
 
 void GRDBQueue::write(const std::function<void(Database&)>& body) { transaction("BEGIN IMMEDIATE", body); }
 

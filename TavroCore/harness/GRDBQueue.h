@@ -45,6 +45,8 @@ class Row {
   /// Nothing when the column is NULL or a blob. A number comes as its text; bytes that are not UTF-8
   /// come repaired.
   std::optional<std::string> text(std::string_view column) const;
+  /// As `text`, with a blob's bytes taken for text: for tables that other programs fill.
+  std::optional<std::string> textOrBlob(std::string_view column) const;
   std::int64_t integer(std::string_view column) const;  // 0 for NULL and for what is no number
   double real(std::string_view column) const;
 
@@ -98,6 +100,10 @@ class GRDBQueue {
   /// Opens this very file (":memory:" for a private one in memory) and brings its schema up to date.
   /// A file that is no database, or that can't be opened, is left as it is. Throws DatabaseError.
   static std::unique_ptr<GRDBQueue> open(const std::filesystem::path& path, const Migrator& migrator);
+  /// Opens another program's file to read it, in WAL mode too, while that program may write. Nothing is migrated,
+  /// written or created, not even a file beside it. Throws DatabaseError for a file that is missing, can't be read, is
+  /// locked for longer than the busy timeout, or is no database.
+  static std::unique_ptr<GRDBQueue> openReadOnly(const std::filesystem::path& path);
   ~GRDBQueue();
   GRDBQueue(const GRDBQueue&) = delete;
   GRDBQueue& operator=(const GRDBQueue&) = delete;
@@ -111,7 +117,7 @@ class GRDBQueue {
   void write(const std::function<void(Database&)>& body);
 
  private:
-  explicit GRDBQueue(const std::filesystem::path& path);
+  explicit GRDBQueue(std::unique_ptr<Database::Connection> connection);
   void migrate(const Migrator& migrator);
   void transaction(const char* begin, const std::function<void(Database&)>& body);
   std::unique_ptr<Database::Connection> connection_;
