@@ -42,4 +42,36 @@ TEST_F(CalendarToolsTest, giveTheScriptNumbersItCanRead) {
               ElementsAre("c", "s", "0", "noon", "60", "", "", ""));
 }
 
+TEST_F(CalendarToolsTest, findChangeAndDeleteWhatAScriptMade) {
+  put("calendars/work/displayname", "Team");
+  EXPECT_THAT(callTool("cal.add",
+                       "calendar=Team;summary=Plan \"A\"\nB;days=1;hour=9;duration=30;location=Room 2;"
+                       "notes=bring cake;url=message://%3Cabc@x.example%3E"),
+              testing::MatchesRegex("OK event @ .* at 9:00:00 AM"));
+  EXPECT_THAT(
+      callTool("cal.find", "days=2"),
+      testing::MatchesRegex("....-..-.. 09:00 .. Team .. Plan \"A\" B @ Room 2 🔗 message://%3Cabc@x.example%3E"));
+  EXPECT_EQ(callTool("cal.update", "contains=plan;title=Retro"),
+            "OK updated [Plan \"A\" B @ Room 2] → title=\"Retro\" location=\"Room 2\" "
+            "url=\"message://%3Cabc@x.example%3E\"");
+  EXPECT_EQ(callTool("cal.delete", "contains=retro"), "OK deleted [Retro]");
+  EXPECT_EQ(callTool("cal.find", "days=2"), "(no events in the next 2 day(s))");
+}
+
+TEST_F(CalendarToolsTest, saySoWhereAnEventCannotBeMade) {
+  put("calendars/work/displayname", "work");
+  const std::pair<const char*, const char*> rows[] = {
+      {"calendar=home;summary=x", "Can’t get calendar \"home\""},
+      {"calendar=work;summary=x;hour=noon", "Can’t make \"noon\" into type integer"},
+      {"calendar=work;summary=x;duration=-60", "The start date must be before the end date"},
+  };
+  for (const auto& [args, reason] : rows)
+    EXPECT_THAT(callTool("cal.add", args),
+                testing::AllOf(testing::StartsWith("execution error: "), testing::HasSubstr(reason)));
+  for (const char* args : {"days=999999999", "days=-999999999", "hour=25", "hour=99999999999", "duration=999999999"})
+    EXPECT_THAT(callTool("cal.add", std::string("calendar=work;summary=far;") + args),
+                testing::AnyOf(testing::StartsWith("OK event @ "), testing::StartsWith("execution error: ")))
+        << args;
+}
+
 }  // namespace
