@@ -18,6 +18,7 @@ void checkSpan(std::string_view bytes, const ICalendar::Document& document) {
   ICalendar::Zones zones;
   for (const auto& calendar : document.calendars)
     for (auto& series : ICalendar::Series::all(calendar, zones)) {
+      CHECK(series.filed().component != nullptr);
       const auto found = series.overlapping(from, to);
       for (const auto& occurrence : found) {
         CHECK(occurrence.begins <= to);

@@ -118,6 +118,10 @@ TEST_F(CalendarStoreTest, followsWhatIsAddedExceptedAndMoved) {
   EXPECT_EQ(found("2026-03-01", "2026-03-22"), "03-02 09:00 w, 03-04 09:00 in");
   EXPECT_EQ(found("2026-03-22", "2026-05-30"), "03-24 14:00 later, 03-31 14:00 later, 05-01 10:00 out");
   EXPECT_EQ(found("2026-03-31 16:59", "2026-03-31 17:00"), "03-31 14:00 later");
+  // A date names the occurrence of that day.
+  event("w", weekly + "RRULE:FREQ=WEEKLY;COUNT=2" +
+                 with("RECURRENCE-ID;VALUE=DATE:20260309\nDTSTART:20260310T080000Z", "x"));
+  EXPECT_EQ(found("2026-03-01", "2026-03-22"), "03-02 09:00 w, 03-10 09:00 x");
   // An invitation to a single occurrence has nothing that repeats.
   event("w", "RECURRENCE-ID:20260309T080000Z\nDTSTART:20260309T080000Z");
   EXPECT_EQ(found("2026-03-01", "2026-04-30"), "03-09 09:00 w");

@@ -1,10 +1,10 @@
 // Guards the agent's door to calendars and reminders: nothing without access, one occurrence at a time, removals in one
 // batch, and files that khal reads as we do.
 #include "Platform/EventKit.h"
-#include "Platform/Process.h"
 #include "Platform/Text.h"
 #include "Platform/linux/stores/Permissions.h"
 #include "tests/calendar/CalendarDesk.h"
+#include "tests/calendar/Khal.h"
 
 namespace {
 
@@ -140,6 +140,7 @@ TEST_F(EventKitTest, movesADueDateAndWhatHangsOnIt) {
       {"DTSTART;VALUE=DATE:20260314\nDUE;VALUE=DATE:20260314\n", time,
        "DTSTART:20260401T073000Z\nDUE:20260401T073000Z\n"},
       {"DTSTART:20260313T120000Z\nDURATION:P1D\n", day, "DTSTART;VALUE=DATE:20260313\nDUE;VALUE=DATE:20260401\n"},
+      {"DUE;TZID=Nobody/Knows:20260314T180000\n", time, "DUE:20260401T073000Z\n"},
       {"X-A:1\n", time, "DUE:20260401T073000Z\n"},
   };
   for (const auto& row : rows) {
@@ -148,6 +149,8 @@ TEST_F(EventKitTest, movesADueDateAndWhatHangsOnIt) {
     reminder.dueDateComponents = row.due;
     kit.save(reminder);
     EXPECT_EQ(times("home/t"), row.after) << row.before;
+    const auto written = get("reminders/home/t.ics");
+    EXPECT_EQ(written.find("TZID=") != std::string::npos, written.find("BEGIN:VTIMEZONE") != std::string::npos);
   }
   todo("home/t",
        "DUE:20260314T093000Z\nBEGIN:VALARM\nTRIGGER;VALUE=DATE-TIME:20260314T080000Z\nEND:VALARM\n"
@@ -205,17 +208,8 @@ class KhalTest : public EventKitTest {
   }
   /// What khal lists from 1 March to 30 April 2026, a line each.
   std::string theirs() {
-    put("khal.conf", "[calendars]\n[[work]]\npath = " + (root / "calendars/work").string() +
-                         "\n[locale]\nlocal_timezone = Europe/Berlin\ndefault_timezone = Europe/Berlin\n"
-                         "dateformat = %Y-%m-%d\nlongdateformat = %Y-%m-%d\ntimeformat = %H:%M\n"
-                         "datetimeformat = %Y-%m-%d %H:%M\nlongdatetimeformat = %Y-%m-%d %H:%M\n[sqlite]\npath = " +
-                         (root / fmt::format("khal{}.db", ++runs)).string() + "\n");
-    const auto result =
-        Process::run({.program = "khal",
-                      .arguments = {"-c", (root / "khal.conf").string(), "list", "--day-format", "", "--format",
-                                    "{start-date} {start-time} {title}{location}", "2026-03-01", "2026-05-01"}});
-    EXPECT_EQ(result.status.code, 0) << result.errors;
-    return sorted(Text::split(result.output, '\n', true));
+    return Khal::list(root / "calendars/work", directory / fmt::format("khal{}", ++runs), "Europe/Berlin",
+                      "{start-date} {start-time} {title}{location}", "2026-03-01", "2026-05-01");
   }
   std::string ours() {
     std::vector<std::string> lines;

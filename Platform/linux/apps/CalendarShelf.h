@@ -9,6 +9,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Platform/Text.h"
@@ -41,9 +42,10 @@ class Shelf {
     std::map<std::string, ItemPtr> made;  // by the script, before it looked; each in a file of its own
     for (auto& item : items_) made.emplace(item->stored.place.file, std::move(item));
     items_.clear();
+    byFile_.clear();
     for (auto& stored : read()) {
       const auto known = made.find(stored.place.file);
-      known == made.end() ? void(add(std::move(stored))) : items_.push_back(known->second);
+      known == made.end() ? void(add(std::move(stored))) : keep(known->second);
     }
     isRead_ = true;
     return items_;
@@ -55,7 +57,7 @@ class Shelf {
     auto id = !place.uid.empty() && !ids_.contains(place.uid) ? place.uid
                                                               : place.file + "#" + std::to_string(place.index + 1);
     ids_.insert(id);
-    items_.push_back(std::make_shared<Item<Stored>>(Item<Stored>{std::move(stored), Text::repairUTF8(std::move(id))}));
+    keep(std::make_shared<Item<Stored>>(Item<Stored>{std::move(stored), Text::repairUTF8(std::move(id))}));
     return items_.back();
   }
 
@@ -64,16 +66,24 @@ class Shelf {
     gone->isGone = true;
     std::erase(items_, gone);
     const auto& from = gone->stored.place;
-    for (const auto& item : items_)
-      if (item->stored.place.file == from.file && item->stored.place.index > from.index) --item->stored.place.index;
+    auto& neighbours = byFile_[from.file];
+    std::erase(neighbours, gone);
+    for (const auto& item : neighbours)
+      if (item->stored.place.index > from.index) --item->stored.place.index;
   }
 
   CalendarStore::Collection collection;
   bool isGone = false;
 
  private:
+  void keep(const ItemPtr& item) {
+    items_.push_back(item);
+    byFile_[item->stored.place.file].push_back(item);
+  }
+
   bool isRead_ = false;
   std::vector<ItemPtr> items_;
+  std::unordered_map<std::string, std::vector<ItemPtr>> byFile_;
   std::set<std::string> ids_;
 };
 

@@ -73,7 +73,7 @@ std::optional<Found> findFiled(const ICalendar::Document& document, ICalendar::Z
 void setUrl(Component& component, const std::optional<std::string>& text) {
   if (url(component) == text) return;
   if (text)
-    component.set("URL", "", Text::replaceAll(Text::replaceAll(*text, "\r", ""), "\n", ""));
+    component.set("URL", "", Text::replaceAll(Text::replaceAll(CalendarItems::clean(*text), "\r", ""), "\n", ""));
   else
     component.remove("URL");
 }
@@ -168,7 +168,8 @@ std::vector<CalendarStore::FiledEvent> CalendarStore::filedEvents(const std::str
 /// What stays keeps its form and its zone; a time that was none before is told in UTC.
 void CalendarStore::setTimes(Component& component, const Component& calendar, const FiledEvent& old,
                              const FiledEvent& event) {
-  if (old.begins == event.begins && old.ends == event.ends && old.isAllDay == event.isAllDay) return;
+  const bool isNew = component.find("DTSTART") == nullptr;
+  if (!isNew && old.begins == event.begins && old.ends == event.ends && old.isAllDay == event.isAllDay) return;
   const Stamp date{.form = Stamp::Form::date}, utc{.form = Stamp::Form::utc};
   const auto form = [&](const char* name, const Stamp& otherwise) {
     if (event.isAllDay) return date;
@@ -178,7 +179,7 @@ void CalendarStore::setTimes(Component& component, const Component& calendar, co
   const auto set = [&](const char* name, const Stamp& stamp) {
     component.set(name, stamp.parameters(), stamp.value());
   };
-  const bool isOfOtherKind = old.isAllDay != event.isAllDay || component.find("DTSTART") == nullptr;
+  const bool isOfOtherKind = isNew || old.isAllDay != event.isAllDay;
   const auto startForm = form("DTSTART", utc), endForm = form("DTEND", startForm);
   if (isOfOtherKind || old.begins != event.begins) set("DTSTART", zones_.stamp(event.begins, startForm, calendar));
   if (!isOfOtherKind && old.ends == event.ends && component.find("DTEND") != nullptr) return;

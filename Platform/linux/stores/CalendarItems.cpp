@@ -29,11 +29,17 @@ std::string utc(Dates::Instant instant) {
       .value();
 }
 
-void setIfOther(Component& item, const char* name, const std::optional<std::string>& text) {
-  auto clean = text;
-  for (char& c : clean ? *clean : std::string())
+std::string clean(std::string text) {
+  for (char& c : text)
     if ((c >= 0 && c < ' ' && c != '\n' && c != '\r' && c != '\t') || c == '\x7F') c = ' ';
-  if (item.text(name) != text && item.text(name) != clean) item.setText(name, clean);
+  return text;
+}
+
+void setIfOther(Component& item, const char* name, const std::optional<std::string>& text) {
+  const auto old = item.text(name);
+  if (old == text) return;
+  const auto cleaned = text ? std::optional(clean(*text)) : std::nullopt;
+  if (old != cleaned) item.setText(name, cleaned);
 }
 
 Component::Pointer make(const char* name) {

@@ -21,7 +21,10 @@ Dates::Instant onCalendar(Dates::Instant instant);
 /// "20260314T092653Z"
 std::string utc(Dates::Instant instant);
 
-/// Sets a text where it differs. Characters that no calendar file may hold (NUL and its like) become blanks.
+/// With blanks for the characters that no calendar file may hold, NUL and its like.
+std::string clean(std::string text);
+
+/// Sets a text where it differs, clean.
 void setIfOther(Component& item, const char* name, const std::optional<std::string>& text);
 
 /// A new VEVENT or VTODO: a UID of its own, and since when it is there.

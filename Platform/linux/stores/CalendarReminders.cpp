@@ -276,7 +276,8 @@ bool CalendarStore::moveOn(Component& todo, const Component& calendar) {
   for (const char* name : {"DTSTART", "DUE"}) {
     const auto stamp = stampOf(todo, name);
     if (!stamp) continue;
-    const auto moved = zones_.stamp(zones_.instant(stamp->with(stamp->wall + shift), calendar), *stamp, calendar);
+    const auto then = onCalendar(zones_.instant(stamp->with(stamp->wall + shift), calendar));
+    const auto moved = zones_.stamp(then, *stamp, calendar);
     todo.set(name, moved.parameters(), moved.value());
   }
   for (const auto& alarm : todo.components("VALARM"))
@@ -318,7 +319,10 @@ CalendarStore::Reminder CalendarStore::save(const Reminder& reminder) {
     auto wanted = reminder;
     const bool isRepeated = todo->find("RRULE") != nullptr || todo->find("RDATE") != nullptr;
     const bool isDone = isRepeated && !old.isCompleted && reminder.isCompleted;
-    if (isDone) wanted.isCompleted = false, wanted.completedAt = old.completedAt;
+    if (isDone) {  // only after the copy is made
+      wanted.isCompleted = false;
+      wanted.completedAt = old.completedAt;
+    }
     this->change(*todo, *calendar, old, wanted);
     const auto done = isDone ? std::optional(completedCopy(*todo, *calendar, reminder)) : std::nullopt;
     if (isDone && moveOn(*todo, *calendar)) {
