@@ -46,7 +46,9 @@ class PermissionsTest : public PersonalDesk {
   }
 };
 
-TEST_F(PermissionsTest, statusTellsWhatIsUnknownAndStartsNothing) {
+TEST_F(PermissionsTest, statusTellsWhatIsUnknownAsksNothingAndStartsNothing) {
+  const std::string undecided = R"({"access": "not determined", "consent": "give"})";
+  permit(R"({"automation": {"System Events": )" + undecided + R"(}, "events": )" + undecided + "}");
   EXPECT_EQ(PermissionBootstrap::renderText(PermissionBootstrap::status()),
             "❓ Mail (control)         not set up yet - run Set up access\n"
             "❓ Calendar (control)     not set up yet - run Set up access\n"
@@ -55,9 +57,10 @@ TEST_F(PermissionsTest, statusTellsWhatIsUnknownAndStartsNothing) {
             "❓ Notes (control)        not set up yet - run Set up access\n"
             "❓ Messages (control)     not set up yet - run Set up access\n"
             "❓ Finder (control)       not set up yet - run Set up access\n"
-            "✅ System Events (control allowed\n"
-            "✅ Calendar (events)      allowed\n"
+            "❓ System Events (control not yet granted\n"
+            "❓ Calendar (events)      not yet granted\n"
             "✅ Reminders              allowed");
+  EXPECT_THAT(get("permissions.json"), testing::Not(HasSubstr("full access")));
   EXPECT_THAT(RunningApplications::names(), IsEmpty());
   EXPECT_FALSE(Files::exists(home));
 }
