@@ -52,15 +52,12 @@ class Messages : public DesktopApplication {
   }
   ObjectPtr correspondentWithId(std::string_view className, const Value& id);
 
-  ObjectPtr elementWithId(std::string_view className, const Value& id) override {
-    return className == "account" ? Object::elementWithId(className, id) : correspondentWithId(className, id);
-  }
-
  protected:
   std::vector<ObjectPtr> ownElements(std::string_view className) override;
   ObjectPtr ownElementNamed(std::string_view className, std::string_view name) override {
     return correspondentNamed(className, name);
   }
+  ObjectPtr ownElementWithId(std::string_view className, const Value& id) override;
   Value execute(const Command& command) override;
 
  private:
@@ -177,6 +174,11 @@ std::vector<ObjectPtr> Messages::correspondents(std::string_view className) {
 std::vector<ObjectPtr> Messages::ownElements(std::string_view className) {
   if (className == "account") return {std::make_shared<Account>(*this)};
   return correspondents(className);
+}
+
+ObjectPtr Messages::ownElementWithId(std::string_view className, const Value& id) {
+  if (className == "account") return DesktopApplication::ownElementWithId(className, id);
+  return correspondentWithId(className, id);
 }
 
 Value Messages::execute(const Command& command) {
