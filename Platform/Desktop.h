@@ -11,8 +11,8 @@ namespace Desktop {
 /// TAVRO_DESKTOP, else tavro-desktop in the user's data directory.
 std::filesystem::path root();
 
-/// Makes the tree where it is missing; with `sample`, also a little mail, and a small set of notes and contacts in
-/// stores that are still empty. What is there is left alone. Returns a line for each thing made.
+/// Makes the tree where it is missing; with `sample`, also a little mail, and a small set of calendars, reminders,
+/// notes and contacts, in stores that are still empty. What is there is left alone. Returns a line for each thing made.
 /// Throws FileFailure.
 std::vector<std::string> initialize(bool sample);
 

@@ -1,9 +1,10 @@
-// Sets up the tree, and a small sample of mail, notes and contacts to try the tools on.
+// Sets up the tree, and a small sample of mail, calendars, reminders, notes and contacts to try the tools on.
 #include "Platform/Desktop.h"
 
 #include <array>
 
 #include "Platform/Files.h"
+#include "Platform/linux/desktop/SampleCalendar.h"
 #include "Platform/linux/desktop/SampleMail.h"
 #include "Platform/linux/stores/ContactsStore.h"
 #include "Platform/linux/stores/NotesStore.h"
@@ -77,6 +78,10 @@ void addMail(const std::filesystem::path& account, std::vector<std::string>& mad
                  " messages; what is sent from it goes nowhere");
 }
 
+void append(std::vector<std::string>& made, const std::vector<std::string>& more) {
+  made.insert(made.end(), more.begin(), more.end());
+}
+
 bool isEmpty(const std::filesystem::path& directory) { return Files::list(directory).empty(); }
 
 }  // namespace
@@ -84,12 +89,18 @@ bool isEmpty(const std::filesystem::path& directory) { return Files::list(direct
 std::vector<std::string> Desktop::initialize(bool sample) {
   std::vector<std::string> made;
   const auto mail = root() / "mail";
+  const auto calendars = root() / "calendars";
+  const auto reminders = root() / "reminders";
   const auto contacts = root() / "contacts";
   NotesStore notes(root() / "notes");
   makeDirectory(mail, made);
+  makeDirectory(calendars, made);
+  makeDirectory(reminders, made);
   makeDirectory(notes.file(""), made);
   makeDirectory(contacts, made);
   if (sample && isEmpty(mail)) addMail(mail / "Sample", made);
+  if (sample && isEmpty(calendars)) append(made, SampleCalendar::addEvents(root()));
+  if (sample && isEmpty(reminders)) append(made, SampleCalendar::addReminders(root()));
   if (sample && isEmpty(notes.file(""))) addNotes(notes, made);
   if (sample && isEmpty(contacts)) addPeople(contacts, made);
   makeDirectory(notes.file(notes.defaultFolder(notes.defaultAccount())), made);
