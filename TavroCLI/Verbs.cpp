@@ -66,7 +66,7 @@ const std::vector<Verb> table = {
      "",
      "the Linux desktop that tools act on",
      nullptr,
-     {{"init", "[--sample]", "set it up, with some mail, notes and contacts", DesktopVerb::init}}},
+     {{"init", "[--sample]", "set it up, with some mail, events, reminders, notes and contacts", DesktopVerb::init}}},
     {"completion", "bash|zsh|fish", "a script that completes this command", CompletionVerb::completion},
 };
 

@@ -47,7 +47,7 @@ async function call(name, args) {
 }
 
 try {
-  heading("0. A desktop with a little mail, notes and contacts, in a temporary directory");
+  heading("0. A desktop with a little mail, events, reminders, notes and contacts, in a temporary directory");
   owner("desktop", "init", "--sample");
 
   heading("1. The agent's client starts tavro-mcp and shakes hands");
