@@ -53,10 +53,14 @@ test("the catalogue is offered in order with one schema", async () => {
   assert.equal(new Set(names).size, names.length);
   assert.deepEqual(names, [
     "mail_accounts", "mail_headers", "mail_audit", "mail_search", "mail_body", "mail_open", "mail_messageId",
-    "mail_draft", "mail_send", "mail_notify", "mail_reply", "mail_replyAll", "mail_forward",
+    "mail_draft", "mail_send", "mail_notify", "imessage_notify", "mail_reply", "mail_replyAll", "mail_forward",
     "mail_delete", "mail_move", "mail_archive", "mail_flag", "mail_junk",
+    "cal_find", "cal_update", "cal_add", "cal_delete",
+    "reminder_lists", "reminder_find", "reminder_add", "reminder_addList", "reminder_renameList", "reminder_update",
+    "reminder_complete", "reminder_delete", "reminder_deleteList", "reminder_clearCompleted",
     "note_list", "note_find", "note_read", "note_add", "note_open", "note_update", "note_delete",
-    "contact_find", "contact_add", "finder_reveal", "app_quit", "how_it_works",
+    "contact_find", "contact_add", "imessage_send", "imessage_read", "finder_reveal", "app_quit", "how_it_works",
+    "ask", "ask_answer", "ask_answers", "ask_harvest", "feedback_tell", "feedback_rm",
   ]);
   for (const tool of tools) {
     assert.deepEqual(tool.inputSchema, { type: "object", properties: {}, additionalProperties: { type: "string" } });
