@@ -1,4 +1,5 @@
-// `completion bash|zsh|fish`: a script for the shell that completes verbs and, after `run` and `tools`, tool ids.
+// `completion bash|zsh|fish`: a script for the shell that completes verbs, and behind them tool ids, queued actions and
+// open questions.
 #pragma once
 
 #include "TavroCLI/Verb.h"

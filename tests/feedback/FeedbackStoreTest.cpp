@@ -1,5 +1,4 @@
-// The table of feedback: what a guard keeps, what a prompt is shown and when it is over, what a bad row costs, and that
-// several processes record and deliver each answer once.
+// The table of feedback: what a guard keeps, what a prompt is shown and when it is over, what a bad row costs.
 #include <limits>
 
 #include "Platform/Json.h"
@@ -39,16 +38,11 @@ TEST(FeedbackItem, isExchangedAsJson) {
             R"({"id":"A1","kind":"question","text":"q","automation":"x","channel":"mail","handle":"h","answer":"a",)"
             R"("createdAt":"1","answeredAt":"2","injectedAt":"3","expiresAt":"4","source":"cli"})");
   EXPECT_EQ(feedbackItemFromJson(Json(toJson(full))), full);
-  const FeedbackItem bare{.id = "A1", .text = "", .createdAt = "1", .source = ""};
-  EXPECT_EQ(JsonText::write(toJson(bare)), R"({"id":"A1","kind":"directive","text":"","createdAt":"1","source":""})");
-  EXPECT_EQ(feedbackItemFromJson(Json(toJson(bare))), bare);
   for (const char* key : {"id", "kind", "text", "createdAt", "source", "expiresAt"}) {
     Json bad(toJson(full));
     bad[key] = 5;
     EXPECT_FALSE(feedbackItemFromJson(bad)) << key;
   }
-  EXPECT_FALSE(feedbackItemFromJson(Json::parse(R"({"id":"A1","kind":"note","text":"","createdAt":"","source":""})")));
-  EXPECT_FALSE(feedbackItemFromJson(Json::array()));
 }
 
 TEST_F(FeedbackStoreTest, overwritesNeitherARowNorAnAnswerNorAFirstInjection) {
@@ -69,58 +63,51 @@ TEST_F(FeedbackStoreTest, overwritesNeitherARowNorAnAnswerNorAFirstInjection) {
 
 TEST_F(FeedbackStoreTest, showsAPromptWhatConcernsItsAutomationOldestFirst) {
   const Dates::FixedClock clock(at("2026-03-14T10:00:00Z"));
-  int second = 59;
-  const auto add = [&](FeedbackItem added) {
+  auto add = [&, second = 59](FeedbackItem added, const std::optional<std::string>& automation = "x") mutable {
+    added.automation = automation;
     added.createdAt = "2026-03-14T09:00:" + std::to_string(second--) + "Z";
     store.add(added);
-    return added;
   };
-  add(item("forAll", Kind::directive, std::nullopt));
+  add(item("forAll", Kind::directive), std::nullopt);
   add(item("verdict", Kind::verdict));
   add(question("answered", "yes"));
-  add(item("otherDirective", Kind::directive, "y"));
+  add(item("others", Kind::directive), "y");
   add(question("open"));
-  FeedbackItem hidden = question("otherAnswer", "yes");
-  hidden.automation = "y";
-  add(hidden);
-  hidden.id = "nobodysAnswer";
-  hidden.automation = std::nullopt;
-  add(hidden);
-  hidden = question("injected", "yes");
-  hidden.injectedAt = "2026-03-14T09:30:00Z";
-  add(hidden);
-  hidden = item("over", Kind::directive);
-  hidden.expiresAt = Timestamps::now();
-  add(hidden);
+  add(question("othersAnswer", "yes"), "y");
+  add(question("nobodysAnswer", "yes"), std::nullopt);
+  FeedbackItem over = item("over", Kind::directive);
+  over.expiresAt = Timestamps::now();
+  add(over);
   EXPECT_EQ(ids(store.pendingInjection("x")), "answered verdict forAll ");
   store.markInjected({"verdict", "forAll"});
   EXPECT_EQ(ids(store.takeInjection("x")), "answered verdict forAll ");
   EXPECT_EQ(ids(store.takeInjection("x")), "verdict forAll ");
   EXPECT_EQ(ids(store.openQuestions("cockpit")), "open ");
   EXPECT_EQ(ids(store.openQuestions("mail")), "");
-  EXPECT_EQ(ids(store.recent("y", 3)), "forAll otherDirective otherAnswer ");
+  EXPECT_EQ(ids(store.recent("y", 3)), "forAll others othersAnswer ");
 }
 
 TEST_F(FeedbackStoreTest, deletesWhatIsOverAndAnswersThatWereDeliveredLongAgo) {
   const Dates::FixedClock clock(at("2026-03-31T12:00:00Z"));
-  const auto add = [&](const char* id, const char* createdAt, bool injected, std::optional<long long> hours) {
+  using Number = std::numeric_limits<long long>;
+  const auto add = [&](const char* id, const char* createdAt, std::optional<long long> hours, bool injected = false) {
     FeedbackItem added = question(id, "yes");
     added.createdAt = createdAt;
     if (injected) added.injectedAt = createdAt;
     if (hours) added.expiresAt = FeedbackItem::expiryAfter(*hours);
     store.add(added);
   };
-  add("delivered29", "2026-03-02T12:00:00Z", true, std::nullopt);
-  add("delivered31", "2026-02-28T12:00:00Z", true, std::nullopt);
-  add("never", "2020-01-01T00:00:00Z", false, std::nullopt);
-  add("hour", "2026-03-31T11:00:00Z", false, 1);
-  add("now", "2026-03-31T11:00:00Z", false, 0);
-  add("ever", "2026-03-31T11:00:00Z", false, std::numeric_limits<long long>::max());
-  add("past", "2026-03-31T11:00:00Z", false, std::numeric_limits<long long>::min());
-  EXPECT_EQ(store.gc(std::numeric_limits<long long>::max()), 2);
+  add("delivered29", "2026-03-02T12:00:00Z", std::nullopt, true);
+  add("delivered31", "2026-02-28T12:00:00Z", std::nullopt, true);
+  add("never", "2020-01-01T00:00:00Z", std::nullopt);
+  add("hour", "2026-03-31T11:00:00Z", 1);
+  add("now", "2026-03-31T11:00:00Z", 0);
+  add("ever", "2026-03-31T11:00:00Z", Number::max());
+  add("past", "2026-03-31T11:00:00Z", Number::min());
+  EXPECT_EQ(store.gc(Number::max()), 2);
   EXPECT_EQ(store.gc(), 1);
   EXPECT_EQ(ids(store.recent(std::nullopt, 10)), "hour ever delivered29 never ");
-  EXPECT_EQ(store.gc(std::numeric_limits<long long>::min()), 1);
+  EXPECT_EQ(store.gc(Number::min()), 1);
 }
 
 TEST_F(FeedbackStoreTest, aRowThatCantBeReadFailsTheFacadeAndHidesNothingFromTheOwner) {
@@ -161,36 +148,6 @@ TEST_F(FeedbackStoreTest, withoutADatabaseAnswersWithNothingAndOneThatCantBeWrit
   sql("CREATE TRIGGER full BEFORE UPDATE ON feedback BEGIN SELECT RAISE(ABORT, 'full'); END;");
   store.add(question("a", "yes"));
   EXPECT_EQ(ids(store.takeInjection("x")), "order a ");
-}
-
-TEST_F(FeedbackStoreTest, ofManyProcessesOneRecordsAnAnswerAndOneDeliversIt) {
-  const int processes = 6, questions = 15;
-  for (int i = 0; i < questions; ++i) store.add(question("q" + std::to_string(i) + "."));
-  store.add(item("order", Kind::directive));
-  db.reset();
-  store = FeedbackStore(nullptr);
-  inProcesses(processes, [&](int number) {
-    FeedbackStore own(std::make_shared<TavroDB>(home));
-    std::string recorded, delivered;
-    for (int i = 0; i < questions; ++i) {
-      const std::string id = "q" + std::to_string(i) + ".";
-      if (own.answer(id, std::to_string(number))) recorded += id;
-      delivered += ids(own.takeInjection("x"));
-    }
-    write(user / ("recorded" + std::to_string(number)), recorded);
-    write(user / ("delivered" + std::to_string(number)), delivered);
-  });
-  std::string recorded, delivered;
-  for (int number = 0; number < processes; ++number) {
-    recorded += read(user / ("recorded" + std::to_string(number)));
-    delivered += read(user / ("delivered" + std::to_string(number)));
-  }
-  for (int i = 0; i < questions; ++i) {
-    const std::string id = "q" + std::to_string(i) + ".";
-    EXPECT_EQ(count(recorded, id), 1) << id;
-    EXPECT_EQ(count(delivered, id), 1) << id;
-  }
-  EXPECT_EQ(count(delivered, "order"), processes * questions);
 }
 
 }  // namespace
