@@ -182,6 +182,9 @@ std::unique_ptr<Database::Connection> Database::Connection::alone(const std::fil
 }
 
 std::unique_ptr<Database::Connection> Database::Connection::toRead(const std::filesystem::path& path) {
+  std::error_code absent;
+  if (std::filesystem::is_fifo(path, absent))  // to open it would keep us waiting
+    throw DatabaseError(SQLITE_CANTOPEN, "could not open the database " + path.string() + ": it is a pipe");
   auto connection = std::make_unique<Connection>(path, SQLITE_OPEN_READONLY, path.string());
   if (const auto reading = suitableReading(connection->handle.get()); reading != Reading::shared) {
     const auto since = connection->lastWritten();

@@ -147,6 +147,9 @@ TEST_F(MessagesTest, saysWhyTheFileCannotBeRead) {
   const auto refusal =
       "chat.db not readable (grant Full Disk Access): could not open the database " + file.string() + ": ";
   EXPECT_EQ(read(), refusal + "unable to open database file (No such file or directory)");
+  ::mkfifo(file.c_str(), 0600);
+  EXPECT_EQ(read(), refusal + "it is a pipe");
+  std::filesystem::remove(file);
   put(file, "Dear diary, this is no database, however long it may be. " + std::string(4000, 'x'));
   EXPECT_EQ(read(), refusal + "file is not a database");
   EXPECT_THAT(Files::list(file.parent_path()), ElementsAre("chat.db"));
