@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "Platform/Files.h"
+#include "Platform/Text.h"
 #include "Platform/linux/stores/CalendarItems.h"
 #include "Platform/linux/stores/StoreLock.h"
 
@@ -95,7 +96,8 @@ CalendarStore::Place CalendarStore::create(const CalendarCollections& folders, c
   Place place{.collection = collection, .file = uid + ".ics", .uid = uid};
   const auto path = folders.root() / collection / place.file;
   zones_.define(*document.calendars.front());
-  const auto bytes = document.bytes();
+  // What was copied from another file may come with other line ends.
+  const auto bytes = Text::replaceAll(Text::replaceAll(document.bytes(), "\r\n", "\n"), "\n", "\r\n");
   if (!Files::createNew(path, bytes)) throw FileFailure("create", path, EEXIST);
   seen_[path] = mark(bytes);
   return place;
