@@ -140,6 +140,24 @@ TEST_F(CalendarTest, changesOnlyTheLinesOfWhatIsSet) {
   EXPECT_THAT(events("a"), HasSubstr("\nDTEND:20260314T150000Z\n"));
 }
 
+TEST_F(CalendarTest, repeatsOnTheOwnersClock) {
+  std::filesystem::create_directories(root / "calendars/work");
+  const std::string times = "start date:date \"2026-03-22 09:00\", end date:date \"2026-03-22 10:00\"";
+  make("summary:\"a\", recurrence:\"FREQ=WEEKLY;COUNT=3\", " + times);
+  make("summary:\"b\", " + times);
+  tell("Calendar",
+       "set e to first event of calendar 1 whose summary is \"b\"\nset recurrence of e to \"FREQ=DAILY\"\n"
+       "set recurrence of e to \"FREQ=WEEKLY;COUNT=2\"");
+  make("summary:\"c\", allday event:true, recurrence:\"FREQ=YEARLY;COUNT=1\", " + times);
+  make("summary:\"d\", recurrence:\"FREQ=WEEKLY\", " + times);
+  tell("Calendar", "set recurrence of (first event of calendar 1 whose summary is \"d\") to missing value");
+  EXPECT_EQ(Khal::list(root / "calendars/work", directory / "khal", "Europe/Berlin",
+                       "{start-date} {start-time}-{end-time} {title}", "2026-03-01", "2026-05-01"),
+            "2026-03-22 - c\n2026-03-22 09:00-10:00 a\n2026-03-22 09:00-10:00 b\n2026-03-22 09:00-10:00 d\n"
+            "2026-03-29 09:00-10:00 a\n2026-03-29 09:00-10:00 b\n2026-04-05 09:00-10:00 a");
+  EXPECT_THAT(make("recurrence:\"every week\", " + times), HasSubstr("(-10006)"));
+}
+
 TEST_F(CalendarTest, changesAllOfAnEventThatRepeatsButItsStart) {
   const std::string weekly = "SUMMARY:w\nDTSTART:20260302T080000Z\nDTEND:20260302T090000Z\nRRULE:FREQ=WEEKLY\n";
   event("w", weekly + "END:VEVENT\nBEGIN:VEVENT\nUID:w\nRECURRENCE-ID:20260309T080000Z\nDTSTART:20260310T080000Z\n");
@@ -147,6 +165,7 @@ TEST_F(CalendarTest, changesAllOfAnEventThatRepeatsButItsStart) {
   const auto before = get("calendars/work/w.ics");
   EXPECT_THAT(tell("Calendar", "set start date of event 1 of calendar 1 to date \"2026-03-02 08:00\""),
               MatchesRegex("Calendar got an error: The event repeats, .*\\(-10000\\)"));
+  EXPECT_THAT(tell("Calendar", "set recurrence of event 1 of calendar 1 to missing value"), HasSubstr("(-10000)"));
   EXPECT_EQ(get("calendars/work/w.ics"), before);
   tell("Calendar", "set end date of event 1 of calendar 1 to date \"2026-03-02 12:00\"");
   const auto from = Dates::fromLocal({2026, 3, 16}), to = Dates::fromLocal({2026, 3, 17});

@@ -40,7 +40,7 @@ Dictionary calendarDictionary() {
                               {"status", true},
                               {"id"},
                               {"uid"},
-                              {"recurrence"},
+                              {"recurrence", true},
                               {"sequence"},
                               {"stamp date"}}},
           },
@@ -93,6 +93,14 @@ std::optional<std::string> statusText(const Value& value) {
   throw ScriptError(ErrorNumber::cannotCoerce, "Can’t make " + sourceForm(value) + " into type event status.");
 }
 
+std::optional<std::string> rule(const Value& value) {
+  const auto given = optionalText(value).value_or("");
+  const auto text = Text::trim(given);
+  if (text.empty() || ICalendar::parseRule(text)) return text.empty() ? std::nullopt : std::optional(std::string(text));
+  throw ScriptError(ErrorNumber::cannotSet,
+                    "Can’t set recurrence to " + sourceForm(value) + ". It is a rule like \"FREQ=WEEKLY;COUNT=10\".");
+}
+
 /// False for a property that isn't a script's to set.
 bool set(CalendarStore::FiledEvent& event, std::string_view name, const Value& value) {
   if (name == "summary")
@@ -109,6 +117,8 @@ bool set(CalendarStore::FiledEvent& event, std::string_view name, const Value& v
     event.notes = optionalText(value);
   else if (name == "url")
     event.url = optionalText(value);
+  else if (name == "recurrence")
+    event.recurrence = rule(value);
   else if (name == "status")
     event.status = statusText(value);
   else

@@ -6,6 +6,7 @@
 #include "Platform/linux/stores/CalendarItems.h"
 #include "Platform/linux/stores/CalendarStore.h"
 #include "Platform/linux/stores/StoreLock.h"
+#include "Platform/linux/stores/SystemZones.h"
 
 using CalendarItems::onCalendar;
 using ICalendar::Component;
@@ -95,7 +96,21 @@ CalendarStore::FiledEvent sound(CalendarStore::FiledEvent event) {
 
 bool isUnchanged(const CalendarStore::FiledEvent& a, const CalendarStore::FiledEvent& b) {
   return a.begins == b.begins && a.ends == b.ends && a.isAllDay == b.isAllDay && a.title == b.title &&
-         a.location == b.location && a.notes == b.notes && a.url == b.url && a.status == b.status;
+         a.location == b.location && a.notes == b.notes && a.url == b.url && a.status == b.status &&
+         a.recurrence == b.recurrence;
+}
+
+void setRule(Component& component, const std::optional<std::string>& rule) {
+  if (rule)
+    component.set("RRULE", "", *rule);
+  else
+    component.remove("RRULE");
+}
+
+/// What repeats goes by a clock, which its zone's law may change; the owner's clock where its zone has no name.
+Stamp ownClock() {
+  const auto zone = SystemZones::local();
+  return zone ? Stamp{.form = Stamp::Form::zoned, .zone = *zone} : Stamp{};
 }
 
 std::optional<Stamp> stampOf(const Component& component, const char* name) {
@@ -165,22 +180,27 @@ std::vector<CalendarStore::FiledEvent> CalendarStore::filedEvents(const std::str
   return events;
 }
 
-/// What stays keeps its form and its zone; a time that was none before is told in UTC.
+/// What stays keeps its form and its zone; a time that was none before is told in UTC. But UTC won't do for what
+/// begins to repeat.
 void CalendarStore::setTimes(Component& component, const Component& calendar, const FiledEvent& old,
                              const FiledEvent& event) {
   const bool isNew = component.find("DTSTART") == nullptr;
-  if (!isNew && old.begins == event.begins && old.ends == event.ends && old.isAllDay == event.isAllDay) return;
+  const bool turnsRepeated = event.recurrence && !old.recurrence && !event.isAllDay;
+  if (!isNew && !turnsRepeated && old.begins == event.begins && old.ends == event.ends &&
+      old.isAllDay == event.isAllDay)
+    return;
   const Stamp date{.form = Stamp::Form::date}, utc{.form = Stamp::Form::utc};
   const auto form = [&](const char* name, const Stamp& otherwise) {
     if (event.isAllDay) return date;
     const auto stamp = stampOf(component, name);
-    return stamp && !stamp->isDate() ? *stamp : otherwise;
+    const bool stays = stamp && !stamp->isDate() && !(turnsRepeated && stamp->form == Stamp::Form::utc);
+    return stays ? *stamp : otherwise;
   };
   const auto set = [&](const char* name, const Stamp& stamp) {
     component.set(name, stamp.parameters(), stamp.value());
   };
-  const bool isOfOtherKind = isNew || old.isAllDay != event.isAllDay;
-  const auto startForm = form("DTSTART", utc), endForm = form("DTEND", startForm);
+  const bool isOfOtherKind = isNew || turnsRepeated || old.isAllDay != event.isAllDay;
+  const auto startForm = form("DTSTART", event.recurrence ? ownClock() : utc), endForm = form("DTEND", startForm);
   if (isOfOtherKind || old.begins != event.begins) set("DTSTART", zones_.stamp(event.begins, startForm, calendar));
   if (!isOfOtherKind && old.ends == event.ends && component.find("DTEND") != nullptr) return;
   component.remove("DURATION");
@@ -201,6 +221,7 @@ CalendarStore::FiledEvent CalendarStore::add(const FiledEvent& wanted) {
   const auto document = CalendarItems::document(item);
   setTimes(*item, *document.calendars.front(), {}, event);
   setTexts(*item, event);
+  setRule(*item, event.recurrence);
   CalendarItems::setIfOther(*item, "STATUS", event.status);
   const StoreLock lock(calendars_.lockFile());
   const auto place = create(calendars_, event.place.collection, item, document);
@@ -218,9 +239,12 @@ CalendarStore::FiledEvent CalendarStore::save(const FiledEvent& wanted) {
     const bool isMoved = old.begins != event.begins || old.isAllDay != event.isAllDay;
     if (isMoved && found->series.repeats())
       throw Error("The event repeats, so its start stays: the dates that it repeats on hang on it.");
+    if (old.recurrence != event.recurrence && found->series.hasReplacements())
+      throw Error("Single dates of the event were changed, so its rule stays.");
     auto& component = found->series.edit(found->series.filed());
     setTimes(component, *found->calendar, old, event);
     setTexts(component, event);
+    if (old.recurrence != event.recurrence) setRule(component, event.recurrence);
     CalendarItems::setIfOther(component, "STATUS", event.status);
     zones_.define(*found->calendar);
     result = filedEvent(event.place, findFiled(document, zones_, event.place)->series);

@@ -37,7 +37,7 @@ class CalendarStore {
   };
   /// An event as its file tells it, once however often it repeats; its times are the first ones.
   struct FiledEvent : Event {
-    std::optional<std::string> recurrence, status;  // RRULE and STATUS
+    std::optional<std::string> recurrence, status;  // RRULE, which has to be a valid one, and STATUS
     std::int64_t sequence = 0;
     std::optional<Dates::Instant> stamped;
   };
@@ -96,8 +96,9 @@ class CalendarStore {
   /// A new file in the calendar that `event.place` names; the event as it is there. Its end may not be before its
   /// beginning.
   FiledEvent add(const FiledEvent& event);
-  /// Writes the texts, times and status that differ, for all its occurrences. The start of an event that repeats
-  /// stays: its rule and its exceptions hang on it. Throws Error when that is asked for.
+  /// Writes the texts, times, rule and status that differ, for all its occurrences. The start of an event that repeats
+  /// stays, for its rule and its exceptions hang on it, and so does the rule when single occurrences were changed.
+  /// Throws Error when that is asked for.
   FiledEvent save(const FiledEvent& event);
   /// With all its occurrences.
   void remove(const FiledEvent& event);

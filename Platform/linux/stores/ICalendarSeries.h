@@ -33,6 +33,8 @@ class Series {
   /// The UID; may be empty.
   const std::string& uid() const { return uid_; }
   bool repeats() const { return repeats_; }
+  /// Are single occurrences told of by components of their own?
+  bool hasReplacements() const { return !replacements_.empty() || !turns_.empty(); }
 
   /// What begins no later than `to` and hasn't ended at `from`, or begins right then. Not in order. Cancelled
   /// ones are left out. After 100,000 of one series it stops.

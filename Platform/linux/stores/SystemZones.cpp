@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <memory>
 
+#include "Platform/Environment.h"
 #include "Platform/linux/PlugIn.h"
 
 namespace {
@@ -35,4 +37,14 @@ std::optional<std::string> SystemZones::definition(const std::string& id, Extent
     if (slash == std::string::npos || id.front() != '/') return std::nullopt;  // only ids with a maker's name in front
     name.erase(0, name.front() == '/' ? 1 : slash + 1);
   }
+}
+
+std::optional<std::string> SystemZones::local() {
+  auto name = Environment::value("TZ").value_or("");
+  std::error_code failure;
+  if (name.empty()) name = std::filesystem::read_symlink("/etc/localtime", failure).string();
+  if (name.starts_with(':')) name.erase(0, 1);
+  constexpr std::string_view zones = "/zoneinfo/";  // the directory that a path leads into
+  if (const auto place = name.find(zones); place != std::string::npos) name.erase(0, place + zones.size());
+  return definition(name, Extent::since1970) ? std::optional(name) : std::nullopt;
 }

@@ -14,4 +14,8 @@ enum class Extent { whole, since1970 };
 /// "/mozilla.org/20071231_1/Europe/Berlin" ends in. Nothing where the system knows no such zone.
 std::optional<std::string> definition(const std::string& id, Extent extent);
 
+/// The name of the zone that the owner's clock goes by, "Europe/Berlin"; nothing where it has none that the system
+/// knows.
+std::optional<std::string> local();
+
 }  // namespace SystemZones
