@@ -181,6 +181,33 @@ TEST_F(RemindersTest, moveOnWhenTheyRepeat) {
             "false, true, true");
 }
 
+TEST_F(RemindersTest, bearWhatNobodyWouldWrite) {
+  std::string many = "DUE:20400101T000000Z\nRRULE:FREQ=DAILY\n";
+  for (int day = 2; day < 20'000; ++day) many += "EXDATE:204001" + std::to_string(10 + day % 20) + "T000000Z\n";
+  const std::vector<std::string> odd = {
+      "DUE:20200101T000000Z\nRRULE:FREQ=SECONDLY\n",
+      "DUE:00010101T000000Z\nRRULE:FREQ=SECONDLY;COUNT=2000000000\n",
+      "DUE:99991231T235959Z\nRRULE:FREQ=DAILY\n",
+      "DTSTART:99980101T000000Z\nDUE:99991231T235959Z\nRRULE:FREQ=YEARLY\n",
+      "DTSTART;VALUE=DATE:20400101\nDUE:20300101T000000Z\nRRULE:FREQ=YEARLY;BYMONTH=2;BYMONTHDAY=30\n",
+      "DUE;TZID=Nobody/Knows:20400101T000000\nRRULE:FREQ=WEEKLY;count=7;COUNT=9\nDURATION:P99999D\n",
+      "DUE;TZID=\"../../etc/passwd\":20400101T000000\nRRULE:FREQ=WEEKLY\nRRULE:FREQ=DAILY\nRDATE:99990101\n",
+      "DUE;VALUE=PERIOD:x\nRRULE:\nRDATE:,,,\nEXDATE;TZID=:/\nPRIORITY:99999999999999999999\nCOMPLETED:never\n",
+      many};
+  const auto began = std::chrono::steady_clock::now();
+  for (const auto& lines : odd) {
+    std::filesystem::remove_all(root / "reminders");
+    todos("home/x", {"UID:x\n" + lines});
+    EXPECT_EQ(runScript("reminderComplete", {"home", "", "1"}), "OK updated 1 reminder(s)") << lines.substr(0, 200);
+    const auto all = stored("home");
+    ASSERT_FALSE(all.empty());
+    EXPECT_TRUE(all.front().isCompleted || all.back().isCompleted);
+    EXPECT_NE(tell("Reminders", "set due date of reminder 1 to date \"2026-03-14 09:00\"\ndue date of reminder 1"), "");
+    EXPECT_EQ(stored("home").size(), all.size());
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(60));  // with sanitizers
+}
+
 TEST_F(RemindersTest, namesMayBeAnything) {
   struct Row {
     std::string name, shown;
