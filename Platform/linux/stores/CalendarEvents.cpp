@@ -91,6 +91,7 @@ CalendarStore::FiledEvent sound(CalendarStore::FiledEvent event) {
   event.begins = onCalendar(floor<seconds>(event.begins));
   event.ends = onCalendar(floor<seconds>(event.ends));
   if (event.ends < event.begins) throw Error("The event would end before it begins.");
+  if (event.recurrence && !ICalendar::parseRule(*event.recurrence)) throw Error("That is no rule to repeat by.");
   return event;
 }
 
@@ -98,6 +99,10 @@ bool isUnchanged(const CalendarStore::FiledEvent& a, const CalendarStore::FiledE
   return a.begins == b.begins && a.ends == b.ends && a.isAllDay == b.isAllDay && a.title == b.title &&
          a.location == b.location && a.notes == b.notes && a.url == b.url && a.status == b.status &&
          a.recurrence == b.recurrence;
+}
+
+void set(Component& component, const char* name, const Stamp& stamp) {
+  component.set(name, stamp.parameters(), stamp.value());
 }
 
 void setRule(Component& component, const std::optional<std::string>& rule) {
@@ -184,35 +189,34 @@ std::vector<CalendarStore::FiledEvent> CalendarStore::filedEvents(const std::str
 /// begins to repeat.
 void CalendarStore::setTimes(Component& component, const Component& calendar, const FiledEvent& old,
                              const FiledEvent& event) {
-  const bool isNew = component.find("DTSTART") == nullptr;
   const bool turnsRepeated = event.recurrence && !old.recurrence && !event.isAllDay;
-  if (!isNew && !turnsRepeated && old.begins == event.begins && old.ends == event.ends &&
-      old.isAllDay == event.isAllDay)
-    return;
-  const Stamp date{.form = Stamp::Form::date}, utc{.form = Stamp::Form::utc};
+  const bool isOther = component.find("DTSTART") == nullptr || turnsRepeated || old.isAllDay != event.isAllDay;
+  const bool isMoved = isOther || old.begins != event.begins;
+  if (!isMoved && old.ends == event.ends) return;
   const auto form = [&](const char* name, const Stamp& otherwise) {
-    if (event.isAllDay) return date;
+    if (event.isAllDay) return Stamp{.form = Stamp::Form::date};
     const auto stamp = stampOf(component, name);
     const bool stays = stamp && !stamp->isDate() && !(turnsRepeated && stamp->form == Stamp::Form::utc);
     return stays ? *stamp : otherwise;
   };
-  const auto set = [&](const char* name, const Stamp& stamp) {
-    component.set(name, stamp.parameters(), stamp.value());
-  };
-  const bool isOfOtherKind = isNew || turnsRepeated || old.isAllDay != event.isAllDay;
-  const auto startForm = form("DTSTART", event.recurrence ? ownClock() : utc), endForm = form("DTEND", startForm);
-  if (isOfOtherKind || old.begins != event.begins) set("DTSTART", zones_.stamp(event.begins, startForm, calendar));
-  if (!isOfOtherKind && old.ends == event.ends && component.find("DTEND") != nullptr) return;
+  const auto start = form("DTSTART", event.recurrence ? ownClock() : Stamp{.form = Stamp::Form::utc});
+  const auto end = form("DTEND", start);
+  if (isMoved) set(component, "DTSTART", zones_.stamp(event.begins, start, calendar));
+  if (isOther || old.ends != event.ends || component.find("DTEND") == nullptr) setEnd(component, calendar, end, event);
+}
+
+/// A day that the end reaches into belongs to an event of days, which has one at least.
+void CalendarStore::setEnd(Component& component, const Component& calendar, const Stamp& form,
+                           const FiledEvent& event) {
   component.remove("DURATION");
-  auto end = zones_.stamp(event.ends, endForm, calendar);
+  auto end = zones_.stamp(event.ends, form, calendar);
   if (event.isAllDay) {
-    if (zones_.instant(end, calendar) < event.ends) end = end.with(end.wall + days(1));  // a day that it reaches into
-    end = end.with(std::max(end.wall, zones_.stamp(event.begins, date, calendar).wall + days(1)));
+    if (zones_.instant(end, calendar) < event.ends) end = end.with(end.wall + days(1));
+    end = end.with(std::max(end.wall, zones_.stamp(event.begins, form, calendar).wall + days(1)));
+  } else if (event.begins == event.ends) {
+    return component.remove("DTEND");  // which has to be later than the start
   }
-  if (event.begins == event.ends && !event.isAllDay)
-    component.remove("DTEND");  // which has to be later than the start
-  else
-    set("DTEND", end);
+  set(component, "DTEND", end);
 }
 
 CalendarStore::FiledEvent CalendarStore::add(const FiledEvent& wanted) {

@@ -137,6 +137,8 @@ void setAlarms(Component& todo, const std::vector<std::optional<Dates::Instant>>
 
 // ---- What repeats.
 
+bool repeats(const Component& todo) { return todo.find("RRULE") != nullptr || todo.find("RDATE") != nullptr; }
+
 /// Where the rule starts to count: DTSTART, or DUE of a to-do that has none.
 const char* anchorOf(const Component& todo) { return todo.find("DTSTART") != nullptr ? "DTSTART" : "DUE"; }
 
@@ -154,13 +156,13 @@ Component::Pointer dates(const Component& todo, const Component& calendar) {
 }
 
 /// The first date from `from` on. Rules without one are looked through for a century.
-std::optional<ICalendar::Occurrence> firstFrom(const ICalendar::Series& series, Dates::Instant from) {
+std::optional<Dates::Instant> firstFrom(const ICalendar::Series& series, Dates::Instant from) {
   for (const auto span : {days(40), days(400), days(4'000), days(40'000)}) {
     auto found = series.overlapping(from, onCalendar(from + span));
     std::erase_if(found, [&](const auto& occurrence) { return occurrence.begins < from; });
     const auto first =
         std::min_element(found.begin(), found.end(), [](const auto& a, const auto& b) { return a.begins < b.begins; });
-    if (first != found.end()) return *first;
+    if (first != found.end()) return first->begins;
   }
   return std::nullopt;
 }
@@ -260,18 +262,22 @@ void CalendarStore::change(Component& todo, const Component& calendar, const Rem
   setCompleted(todo, reminder.isCompleted ? std::optional(reminder.completedAt.value_or(Dates::now())) : std::nullopt);
 }
 
-/// To the next date that isn't past. False where there is none, or nothing to count from.
+/// The next date that isn't past.
+std::optional<Dates::Instant> CalendarStore::nextDate(const Component& todo, const Component& calendar,
+                                                      const ICalendar::Stamp& anchor) {
+  const auto all = ICalendar::Series::all(dates(todo, calendar), zones_);
+  Dates::Instant present = floor<seconds>(Dates::now());
+  if (anchor.isDate()) present = zones_.instant(zones_.stamp(present, anchor, calendar), calendar);
+  const auto began = zones_.instant(anchor, calendar);
+  return all.empty() ? std::nullopt : firstFrom(all.front(), std::max(began + seconds(1), present));
+}
+
+/// False where there is no next date, or nothing to count from.
 bool CalendarStore::moveOn(Component& todo, const Component& calendar) {
   const auto anchor = stampOf(todo, anchorOf(todo));
-  if (!anchor) return false;
-  const auto all = ICalendar::Series::all(dates(todo, calendar), zones_);
-  const auto now = floor<seconds>(Dates::now());
-  const auto began = zones_.instant(*anchor, calendar);
-  const auto present = anchor->isDate() ? zones_.instant(anchor->with(zones_.wall(now, *anchor, calendar)), calendar)
-                                        : Dates::Instant(now);
-  const auto next = all.empty() ? std::nullopt : firstFrom(all.front(), std::max(began + seconds(1), present));
+  const auto next = anchor ? nextDate(todo, calendar, *anchor) : std::nullopt;
   if (!next) return false;
-  const auto shift = zones_.wall(next->begins, *anchor, calendar) - anchor->wall;
+  const auto shift = zones_.wall(*next, *anchor, calendar) - anchor->wall;
   countDown(todo, anchor->wall, anchor->wall + shift);
   for (const char* name : {"DTSTART", "DUE"}) {
     const auto stamp = stampOf(todo, name);
@@ -280,8 +286,9 @@ bool CalendarStore::moveOn(Component& todo, const Component& calendar) {
     const auto moved = zones_.stamp(then, *stamp, calendar);
     todo.set(name, moved.parameters(), moved.value());
   }
+  const auto ahead = *next - zones_.instant(*anchor, calendar);
   for (const auto& alarm : todo.components("VALARM"))
-    if (const auto at = instantOf(*alarm, "TRIGGER")) setTrigger(*alarm, *at + (next->begins - began));
+    if (const auto at = instantOf(*alarm, "TRIGGER")) setTrigger(*alarm, *at + ahead);
   setCompleted(todo, std::nullopt);
   return true;
 }
@@ -308,6 +315,23 @@ CalendarStore::Reminder CalendarStore::add(const Reminder& reminder) {
   return this->reminder(create(lists_, reminder.place.collection, item, document), *item, calendar);
 }
 
+/// What is kept of the date that is done goes to a file of its own, which is given. The last date has none.
+std::optional<fs::path> CalendarStore::completeOnce(Component& todo, const Component& calendar, const Reminder& old,
+                                                    const Reminder& reminder) {
+  auto open = reminder;
+  open.isCompleted = false;
+  open.completedAt = old.completedAt;
+  change(todo, calendar, old, open);
+  const auto done = completedCopy(todo, calendar, reminder);
+  if (!moveOn(todo, calendar)) {
+    setCompleted(todo, reminder.completedAt.value_or(Dates::now()));
+    return std::nullopt;
+  }
+  const auto item = done.calendars.front()->components("VTODO").front();
+  const auto place = create(lists_, reminder.place.collection, item, done);
+  return lists_.root() / place.collection / place.file;
+}
+
 CalendarStore::Reminder CalendarStore::save(const Reminder& reminder) {
   Reminder result;
   std::optional<fs::path> copy;
@@ -316,22 +340,10 @@ CalendarStore::Reminder CalendarStore::save(const Reminder& reminder) {
     if (!todo) CalendarItems::refuse(file(reminder));
     const auto old = result = this->reminder(reminder.place, *todo, *calendar);
     if (isUnchanged(old, reminder)) return;
-    auto wanted = reminder;
-    const bool isRepeated = todo->find("RRULE") != nullptr || todo->find("RDATE") != nullptr;
-    const bool isDone = isRepeated && !old.isCompleted && reminder.isCompleted;
-    if (isDone) {  // only after the copy is made
-      wanted.isCompleted = false;
-      wanted.completedAt = old.completedAt;
-    }
-    this->change(*todo, *calendar, old, wanted);
-    const auto done = isDone ? std::optional(completedCopy(*todo, *calendar, reminder)) : std::nullopt;
-    if (isDone && moveOn(*todo, *calendar)) {
-      const auto kept = done->calendars.front();
-      const auto place = create(lists_, reminder.place.collection, kept->components("VTODO").front(), *done);
-      copy = lists_.root() / place.collection / place.file;
-    } else if (isDone) {
-      setCompleted(*todo, reminder.completedAt.value_or(Dates::now()));
-    }
+    if (repeats(*todo) && !old.isCompleted && reminder.isCompleted)
+      copy = completeOnce(*todo, *calendar, old, reminder);
+    else
+      this->change(*todo, *calendar, old, reminder);
     ICalendar::touch(*todo);
     zones_.define(*calendar);
     result = this->reminder(reminder.place, *todo, *calendar);

@@ -132,11 +132,16 @@ class CalendarStore {
 
   FiledEvent filedEvent(Place place, const ICalendar::Series& series);
   void setTimes(Component& component, const Component& calendar, const FiledEvent& old, const FiledEvent& event);
+  void setEnd(Component& component, const Component& calendar, const ICalendar::Stamp& form, const FiledEvent& event);
 
   Reminder reminder(Place place, const Component& todo, const Component& calendar);
   void change(Component& todo, const Component& calendar, const Reminder& old, const Reminder& reminder);
   void setDue(Component& todo, const Component& calendar, const std::optional<Due>& due);
+  std::optional<Dates::Instant> nextDate(const Component& todo, const Component& calendar,
+                                         const ICalendar::Stamp& anchor);
   bool moveOn(Component& todo, const Component& calendar);
+  std::optional<std::filesystem::path> completeOnce(Component& todo, const Component& calendar, const Reminder& old,
+                                                    const Reminder& reminder);
   ICalendar::Document completedCopy(const Component& todo, const Component& calendar, const Reminder& reminder);
 
   CalendarCollections calendars_, lists_;
