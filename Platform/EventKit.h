@@ -91,7 +91,8 @@ class EKEventStore {
   std::vector<EKCalendar> calendars(EKEntityType entity);
 
   EKPredicate predicateForEvents(Dates::Instant start, Dates::Instant end) const;
-  /// What overlaps the range, events that repeat once for each time, in the store's order.
+  /// What overlaps the range, events that repeat once for each time, in the store's order. Throws Error when that
+  /// is more than one answer can hold.
   std::vector<EKEvent> events(const EKPredicate& matching);
   /// Saves title, location, notes and URL of one occurrence, at once.
   void save(const EKEvent& event, EKSpan span);

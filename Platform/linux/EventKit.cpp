@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <utility>
+#include <variant>
 
 #include "Platform/Desktop.h"
 #include "Platform/linux/stores/CalendarStore.h"
@@ -12,8 +13,7 @@
 using std::chrono::local_days;
 
 struct EKStoredItem {
-  std::optional<CalendarStore::Event> event;
-  std::optional<CalendarStore::Reminder> reminder;
+  std::variant<CalendarStore::Event, CalendarStore::Reminder> item;  // an event without its texts, which its reader has
 };
 
 struct EKEventStore::Desk {
@@ -37,10 +37,11 @@ void requireAccess(EKEntityType entity) {
     throw Error(std::string("no access to the ") + (entity == EKEntityType::event ? "calendars" : "reminders"));
 }
 
-template <typename Field>
-const auto& storedIn(const std::shared_ptr<const EKStoredItem>& item, Field field) {
-  if (item == nullptr || !((*item).*field)) throw Error("the item isn't one that the store gave");
-  return *((*item).*field);
+template <typename Kind>
+const Kind& storedIn(const std::shared_ptr<const EKStoredItem>& stored) {
+  const auto* item = stored == nullptr ? nullptr : std::get_if<Kind>(&stored->item);
+  if (item == nullptr) throw Error("the item isn't one that the store gave");
+  return *item;
 }
 
 void request(EKEntityType entity, const EKEventStore::RequestCompletion& completion) {
@@ -70,14 +71,14 @@ EKCalendar calendarOf(const CalendarStore::Place& place, const std::vector<EKCal
 }
 
 EKEvent record(CalendarStore::Event event, const std::vector<EKCalendar>& calendars) {
-  EKEvent result{.title = event.title,
+  EKEvent result{.title = std::exchange(event.title, {}),
                  .startDate = event.begins,
                  .isAllDay = event.isAllDay,
-                 .location = event.location,
-                 .notes = event.notes,
-                 .url = event.url,
+                 .location = std::exchange(event.location, {}),
+                 .notes = std::exchange(event.notes, {}),
+                 .url = std::exchange(event.url, {}),
                  .calendar = calendarOf(event.place, calendars)};
-  result.stored = std::make_shared<EKStoredItem>(EKStoredItem{.event = std::move(event), .reminder = {}});
+  result.stored = std::make_shared<EKStoredItem>(EKStoredItem{std::move(event)});
   return result;
 }
 
@@ -115,7 +116,7 @@ EKReminder record(CalendarStore::Reminder reminder, const std::vector<EKCalendar
                     .alarms = {}};
   if (reminder.due) result.dueDateComponents = components(*reminder.due);
   for (const auto& alarm : reminder.alarms) result.alarms.push_back({alarm});
-  result.stored = std::make_shared<EKStoredItem>(EKStoredItem{.event = {}, .reminder = std::move(reminder)});
+  result.stored = std::make_shared<EKStoredItem>(EKStoredItem{std::move(reminder)});
   return result;
 }
 
@@ -175,7 +176,7 @@ std::vector<EKEvent> EKEventStore::events(const EKPredicate& matching) {
 
 void EKEventStore::save(const EKEvent& event, EKSpan) {
   requireAccess(EKEntityType::event);
-  auto changed = storedIn(event.stored, &EKStoredItem::event);
+  auto changed = storedIn<CalendarStore::Event>(event.stored);
   changed.title = event.title;
   changed.location = event.location;
   changed.notes = event.notes;
@@ -185,7 +186,7 @@ void EKEventStore::save(const EKEvent& event, EKSpan) {
 
 void EKEventStore::remove(const EKEvent& event, EKSpan) {
   requireAccess(EKEntityType::event);
-  desk_->store.remove(storedIn(event.stored, &EKStoredItem::event));
+  desk_->store.remove(storedIn<CalendarStore::Event>(event.stored));
 }
 
 // ---- Reminders.
@@ -203,7 +204,7 @@ void EKEventStore::fetchReminders(const EKPredicate& matching, const RemindersCo
 
 void EKEventStore::save(const EKReminder& reminder) {
   requireAccess(EKEntityType::reminder);
-  auto changed = storedIn(reminder.stored, &EKStoredItem::reminder);
+  auto changed = storedIn<CalendarStore::Reminder>(reminder.stored);
   changed.due.reset();
   if (reminder.dueDateComponents) changed.due = due(*reminder.dueDateComponents);
   for (std::size_t index = 0; index < std::min(changed.alarms.size(), reminder.alarms.size()); ++index)
@@ -213,7 +214,7 @@ void EKEventStore::save(const EKReminder& reminder) {
 
 void EKEventStore::remove(const EKReminder& reminder) {
   requireAccess(EKEntityType::reminder);
-  const auto& stored = storedIn(reminder.stored, &EKStoredItem::reminder);
+  const auto& stored = storedIn<CalendarStore::Reminder>(reminder.stored);
   desk_->store.check(stored);
   desk_->goingReminders.push_back(stored);
 }

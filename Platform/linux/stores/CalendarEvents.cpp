@@ -11,6 +11,7 @@
 using CalendarItems::onCalendar;
 using ICalendar::Component;
 using ICalendar::Stamp;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -32,6 +33,53 @@ CalendarStore::Event eventOf(const CalendarStore::Place& place, const ICalendar:
           .location = component.text("LOCATION"),
           .notes = component.text("DESCRIPTION"),
           .url = url(component)};
+}
+
+/// What an answer may cost, in steps of some 20 ns: a step for each day or time that a rule looks at, some for each
+/// occurrence, and one for a few bytes of its texts. Anybody may send an invitation, so no event may take the others
+/// away by repeating each second: one that costs more than its share is passed over, and the share of those to come
+/// halves with it, down to what an event of some times a day needs.
+class Effort {
+ public:
+  Effort(Dates::Instant from, Dates::Instant to) : Effort(ceil<days>(to - from).count()) {}
+
+  /// `find` takes off what it spends; where it leaves less than nothing, that wasn't enough, and it's false.
+  template <typename Find>
+  bool spend(const fs::path& file, bool repeats, const Find& find) {
+    const auto given = repeats ? std::min(share_, left_) : left_;
+    auto rest = given;
+    find(rest);
+    left_ -= given - rest;
+    spentOnFile_ = (file == file_ ? spentOnFile_ : 0) + given - rest;
+    file_ = file;
+    if (spentOnFile_ > mostSpent_) mostSpentOn_ = file, mostSpent_ = spentOnFile_;
+    if (left_ <= 0) refuse();
+    if (rest < 0) share_ = std::max(share_ / 2, leastShare_);
+    return rest >= 0;
+  }
+
+ private:
+  explicit Effort(long long days) : share_(400'000 + 60'000 * days), leastShare_(20'000 + 1'000 * days) {}
+
+  [[noreturn]] void refuse() const {
+    throw Error(
+        "Between these dates lie more events than one answer can hold. Ask for fewer days; if a few days are too many "
+        "already, the owner should look at " +
+        mostSpentOn_.string() + ", where most of the events are.");
+  }
+
+  long long share_, leastShare_;
+  long long left_ = 50'000'000;  // a second or two of work, 200,000 occurrences or 200 MB of texts
+  fs::path file_, mostSpentOn_;
+  long long spentOnFile_ = 0, mostSpent_ = 0;
+};
+
+long long stepsOf(const CalendarStore::Event& event) {
+  constexpr std::size_t keeping = 50, bytesAStep = 4;
+  std::size_t bytes = 0;
+  for (const auto* text : {&event.title, &event.location, &event.notes, &event.url})
+    bytes += *text ? (*text)->size() : 0;
+  return static_cast<long long>(keeping + bytes / bytesAStep);
 }
 
 struct Found {
@@ -131,11 +179,21 @@ std::vector<CalendarStore::Event> CalendarStore::events(Dates::Instant from, Dat
   from = onCalendar(from);
   to = onCalendar(to);
   std::vector<Event> events;
+  Effort effort(from, to);
   const auto isWanted = [&](std::string_view bytes) { return CalendarFilter::mayOverlap(bytes, from, to); };
   const auto take = [&](Place place, const ICalendar::Document& document) {
     for (const auto& [calendar, series] : seriesOf(document, zones_)) {
       place.uid = series.uid();
-      for (const auto& occurrence : series.overlapping(from, to)) events.push_back(eventOf(place, occurrence));
+      const auto before = events.size();
+      const auto find = [&, &event = series](long long& steps) {
+        for (const auto& occurrence : event.overlapping(from, to, steps)) {
+          if (steps < 0) return;
+          events.push_back(eventOf(place, occurrence));
+          steps -= stepsOf(events.back());
+        }
+      };
+      if (!effort.spend(calendars_.root() / place.collection / place.file, series.repeats(), find))
+        events.resize(before);
     }
   };
   for (const auto& calendar : calendars()) eachFile(calendars_, calendar.id, isWanted, take);

@@ -77,7 +77,8 @@ class CalendarStore {
   std::vector<Collection> lists() const { return lists_.all(); }
 
   /// The occurrences of all calendars that begin no later than `to` and haven't ended at `from` (or begin right
-  /// then), in the order of their files.
+  /// then), in the order of their files. An event that repeats more often than any is meant to, some hundred times a
+  /// day, is passed over. Throws Error when there are too many for one answer.
   std::vector<Event> events(Dates::Instant from, Dates::Instant to);
   /// Of one calendar, cancelled ones too.
   std::vector<FiledEvent> filedEvents(const std::string& calendar);

@@ -202,12 +202,14 @@ class DayFilter {
 
 class Walker {
  public:
-  Walker(const Rule& rule, Wall start, std::optional<Wall> until, Span span, const std::function<void(Wall)>& found)
-      : rule_(rule), start_(start), span_(span), found_(found) {
+  Walker(const Rule& rule, Wall start, std::optional<Wall> until, Span span, long long& steps,
+         const std::function<void(Wall)>& found)
+      : rule_(rule), start_(start), span_(span), steps_(steps), found_(found) {
     complete(rule_, start);
     constexpr Wall lastTime = local_days(year(9999) / December / 31) + seconds(86'399);  // that a file can name
     end_ = std::min({until.value_or(lastTime), span.to, lastTime});
     times_ = timesOfDay();
+    steps_ -= static_cast<long long>(times_.size());
   }
 
   void walk() {
@@ -226,7 +228,7 @@ class Walker {
   /// From which time on periods are looked at: a count needs them all.
   Wall firstNeeded() const { return rule_.count ? start_ : std::max(start_, span_.from); }
 
-  bool isTired() { return ++steps_ > 3'000'000; }
+  bool isTired() { return --steps_ < 0; }
 
   // -- Days, weeks, months and years
 
@@ -387,6 +389,7 @@ class Walker {
   Rule rule_;
   Wall start_;
   Span span_;
+  long long& steps_;
   const std::function<void(Wall)>& found_;
   DayFilter filter_{rule_};
   Wall end_;
@@ -395,7 +398,6 @@ class Walker {
   local_days judgedDay_ = local_days::min();
   bool allowsJudgedDay_ = false;
   int count_ = 1;  // the start
-  int steps_ = 0;
   bool isDone_ = false;
 };
 
@@ -415,9 +417,15 @@ std::optional<Rule> parseRule(string_view value) {
   return hasFrequency ? std::optional(rule) : std::nullopt;
 }
 
+void expand(const Rule& rule, Wall start, std::optional<Wall> until, Span span, long long& steps,
+            const std::function<void(Wall)>& found) {
+  Walker(rule, start, until, span, steps, found).walk();
+}
+
 void expand(const Rule& rule, Wall start, std::optional<Wall> until, Span span,
             const std::function<void(Wall)>& found) {
-  Walker(rule, start, until, span, found).walk();
+  long long steps = 3'000'000;
+  expand(rule, start, until, span, steps, found);
 }
 
 }  // namespace ICalendar

@@ -66,7 +66,11 @@ struct Span {
 /// Calls `found` for each time of the rule in the span, ascending, `start` among them: it is the first
 /// whatever the rule says. `until` is the rule's, on the wall of `start`.
 ///
-/// After some millions of days and times looked at it gives up, as with FREQ=SECONDLY over a century.
+/// Takes a step off `steps` for each day and time that it looks at, and gives up where none is left, as with
+/// FREQ=SECONDLY over a century.
+void expand(const Rule& rule, Wall start, std::optional<Wall> until, Span span, long long& steps,
+            const std::function<void(Wall)>& found);
+/// With steps for whatever anybody means.
 void expand(const Rule& rule, Wall start, std::optional<Wall> until, Span span, const std::function<void(Wall)>& found);
 
 }  // namespace ICalendar

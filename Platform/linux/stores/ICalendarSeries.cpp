@@ -11,7 +11,7 @@ using namespace std::chrono;
 
 namespace {
 
-constexpr std::size_t mostOccurrences = 100'000;
+constexpr long long occurrenceSteps = 100;  // what it costs to place one in time and to keep it, and what to give it
 
 bool isCancelled(const Component& component) {
   const auto* line = component.find("STATUS");
@@ -174,16 +174,15 @@ seconds Series::reach() const {
   return longest + farthest + days(2);
 }
 
-std::vector<Series::Candidate> Series::candidates(Span span) const {
+std::vector<Series::Candidate> Series::candidates(Span span, long long& steps) const {
   const auto& start = master_->start;
   std::vector<Candidate> found;
   const auto take = [&](Wall wall) {
-    if (found.size() < mostOccurrences) found.push_back({start.with(wall), {}});
+    if ((steps -= occurrenceSteps) >= 0) found.push_back({start.with(wall), {}});
   };
   if (rules_.empty() && span.from <= start.wall && start.wall <= span.to) take(start.wall);
-  for (const auto& [rule, until] : rules_) expand(rule, start.wall, until, span, take);
-  for (const auto& listed : dates_)
-    if (found.size() < 2 * mostOccurrences) found.push_back({listed.start, length(listed)});
+  for (const auto& [rule, until] : rules_) expand(rule, start.wall, until, span, steps, take);
+  for (const auto& listed : dates_) found.push_back({listed.start, length(listed)});
   return found;
 }
 
@@ -208,10 +207,16 @@ const Series::Entry* Series::turn(Dates::Instant id) const {
 }
 
 std::vector<Occurrence> Series::overlapping(Dates::Instant from, Dates::Instant to) const {
+  long long steps = 12'000'000;
+  return overlapping(from, to, steps);
+}
+
+std::vector<Occurrence> Series::overlapping(Dates::Instant from, Dates::Instant to, long long& steps) const {
   std::vector<Occurrence> found;
   const auto take = [&](std::optional<Occurrence> occurrence, const std::optional<Stamp>& id) {
     if (!occurrence || occurrence->begins > to) return;
     if (occurrence->ends <= from && occurrence->begins < from) return;
+    if ((steps -= occurrenceSteps) < 0) return;
     occurrence->id = id;
     found.push_back(std::move(*occurrence));
   };
@@ -225,13 +230,14 @@ std::vector<Occurrence> Series::overlapping(Dates::Instant from, Dates::Instant 
   const Span span{masterWall(from) - slack, masterWall(to) + slack};
   std::map<Dates::Instant, bool> except;
   for (const auto& [rule, until] : exceptRules_)
-    expand(rule, master_->start.wall, until, span, [&](Wall wall) {
-      if (except.size() < mostOccurrences) except[instant(master_->start.with(wall))] = true;
+    expand(rule, master_->start.wall, until, span, steps, [&](Wall wall) {
+      if ((steps -= occurrenceSteps) >= 0) except[instant(master_->start.with(wall))] = true;
     });
   std::map<Dates::Instant, bool> seen;
-  for (const auto& candidate : candidates(span)) {
+  for (const auto& candidate : candidates(span, steps)) {
+    if (steps < 0) break;
     const auto begins = instant(candidate.start);
-    if (found.size() >= mostOccurrences || !seen.emplace(begins, true).second) continue;
+    if (!seen.emplace(begins, true).second) continue;
     if (replacements_.contains(begins) || except.contains(begins) || isExcluded(candidate.start, begins)) continue;
     const auto id = repeats_ ? std::optional(master_->start.with(masterWall(begins))) : std::nullopt;
     if (const auto* entry = turn(begins)) {

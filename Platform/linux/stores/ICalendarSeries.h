@@ -37,7 +37,9 @@ class Series {
   bool hasReplacements() const { return !replacements_.empty() || !turns_.empty(); }
 
   /// What begins no later than `to` and hasn't ended at `from`, or begins right then. Not in order. Cancelled
-  /// ones are left out. After 100,000 of one series it stops.
+  /// ones are left out. Takes off `steps` what it cost; when fewer than none are left it has stopped half-way.
+  std::vector<Occurrence> overlapping(Dates::Instant from, Dates::Instant to, long long& steps) const;
+  /// With steps for some 60,000 of them.
   std::vector<Occurrence> overlapping(Dates::Instant from, Dates::Instant to) const;
 
   /// The event as its file tells it first, cancelled or not. It has no id: to edit or to remove it means all of it.
@@ -74,7 +76,7 @@ class Series {
   Wall masterWall(Dates::Instant instant) const { return zones_->wall(instant, master_->start, *calendar_); }
   std::chrono::seconds shift(const Entry& turn) const;
   std::chrono::seconds reach() const;
-  std::vector<Candidate> candidates(Span span) const;
+  std::vector<Candidate> candidates(Span span, long long& steps) const;
   bool isExcluded(const Stamp& start, Dates::Instant begins) const;
   std::optional<Occurrence> occurrence(const Entry& entry, const Stamp& start, const Duration& length) const;
   const Entry* turn(Dates::Instant id) const;
