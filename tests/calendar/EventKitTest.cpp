@@ -1,5 +1,10 @@
 // Guards the agent's door to calendars and reminders: nothing without access, one occurrence at a time, removals in one
 // batch, and files that khal reads as we do.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+
 #include "Platform/EventKit.h"
 #include "Platform/Text.h"
 #include "Platform/linux/stores/Permissions.h"
@@ -152,6 +157,9 @@ TEST_F(EventKitTest, movesADueDateAndWhatHangsOnIt) {
     const auto written = get("reminders/home/t.ics");
     EXPECT_EQ(written.find("TZID=") != std::string::npos, written.find("BEGIN:VTIMEZONE") != std::string::npos);
   }
+  auto late = reminders().at(0);
+  late.dueDateComponents = EKDateComponents{9999, 12, 31, {}, {}, {}};
+  EXPECT_THROW(kit.save(late), Error);  // rather than another date, without a word
   todo("home/t",
        "DUE:20260314T093000Z\nBEGIN:VALARM\nTRIGGER;VALUE=DATE-TIME:20260314T080000Z\nEND:VALARM\n"
        "BEGIN:VALARM\nTRIGGER:-PT15M\nEND:VALARM");
@@ -196,6 +204,54 @@ TEST_F(EventKitTest, removesInOneBatchOrNotAtAll) {
   EXPECT_FALSE(Files::exists(root / "reminders/home/other.ics"));
   EXPECT_EQ(Files::list(root / "reminders"), std::vector<std::string>{"home"});
   EXPECT_EQ(get("elsewhere/l.ics"), two);
+}
+
+TEST_F(EventKitTest, removesNothingWhereTheOwnerForbidsSomeOfIt) {
+  for (const char* place : {"a/1", "a/2", "b/1"}) todo(place, "STATUS:COMPLETED");
+  std::filesystem::permissions(directory, std::filesystem::perms(0755));
+  for (const char* each : {"", "reminders", "reminders/a"}) Files::setMode(root / each, 0777);
+  for (const char* each : {"a/1", "a/2", "b/1"})
+    Files::setMode(root / "reminders" / (each + std::string(".ics")), 0666);
+  Files::setMode(root / "reminders/b", 0555);
+  const auto refusedInChild = [&](const std::function<void()>& remove) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+      if (::getuid() == 0 && ::setuid(65534) != 0) ::_exit(2);  // root may write anywhere
+      try {
+        remove();
+        kit.commit();
+      } catch (const FileFailure& failure) {
+        ::_exit(failure.description().ends_with("reminders/b: Permission denied") ? 0 : 1);
+      }
+      ::_exit(3);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return status;
+  };
+  EXPECT_EQ(refusedInChild([&] {
+              for (const auto& reminder : reminders()) kit.remove(reminder);
+            }),
+            0);
+  EXPECT_EQ(refusedInChild([&] {
+              for (const auto& list : kit.calendars(EKEntityType::reminder)) kit.removeCalendar(list);
+            }),
+            0);
+  EXPECT_EQ(reminders().size(), 3u);
+  EXPECT_EQ(Files::list(root / "reminders"), (std::vector<std::string>{"a", "b"}));
+}
+
+TEST_F(EventKitTest, removesManyOfOneFileQuickly) {
+  std::string many;
+  for (int number = 0; number < 5'000; ++number)
+    many += fmt::format("BEGIN:VTODO\nUID:{0}\nSUMMARY:{0}\nSTATUS:COMPLETED\nEND:VTODO\n", number);
+  put("reminders/home/many.ics", file(many + "BEGIN:VTODO\nUID:last\nEND:VTODO"));
+  const auto began = std::chrono::steady_clock::now();
+  for (const auto& reminder : reminders())
+    if (reminder.isCompleted) kit.remove(reminder);
+  kit.commit();
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(20));  // with sanitizers
+  EXPECT_EQ(get("reminders/home/many.ics"), file("BEGIN:VTODO\nUID:last\nEND:VTODO"));
 }
 
 // ---- A reader that isn't ours.

@@ -1,5 +1,6 @@
 #include "Platform/linux/stores/CalendarCollections.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -26,11 +27,22 @@ std::string line(std::string_view title) {
   return std::string(Text::trim(text));
 }
 
+void requireWritable(const fs::path& directory, const fs::path& toRemove) {
+  if (::faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) != 0)
+    throw FileFailure("remove", toRemove, errno);
+}
+
 /// False when the name is taken.
 bool makeDirectory(const fs::path& path) {
   if (::mkdir(path.c_str(), 0700) == 0) return true;
   if (errno != EEXIST) throw FileFailure("create", path, errno);
   return false;
+}
+
+/// What is in the directory goes only where it may be written to.
+void requireEmptiable(const fs::path& directory) {
+  std::error_code failure;
+  if (!fs::is_empty(directory, failure) || failure) requireWritable(directory, directory);
 }
 
 }  // namespace
@@ -83,9 +95,26 @@ std::string CalendarCollections::rename(const std::string& id, const std::string
   return shown;
 }
 
+void CalendarCollections::requireRemovable(const std::vector<std::string>& ids) const {
+  for (const auto& id : ids) {
+    requireWritable(root_, root_ / id);
+    std::error_code failure;
+    if (fs::is_symlink(root_ / id, failure)) continue;
+    requireEmptiable(root_ / id);
+    for (fs::recursive_directory_iterator entry(root_ / id, failure), end; !failure && entry != end;
+         entry.increment(failure))
+      if (!entry->is_symlink(failure) && entry->is_directory(failure)) requireEmptiable(entry->path());
+  }
+}
+
 /// They lose their names first, and then what is in them.
 void CalendarCollections::remove(const std::vector<std::string>& ids) const {
+  requireRemovable(ids);
   std::vector<std::pair<fs::path, fs::path>> hidden;
+  const auto showAgain = [&] {
+    std::error_code ignored;
+    for (const auto& [old, present] : hidden) fs::rename(present, old, ignored);
+  };
   for (const auto& id : ids) {
     const auto path = root_ / id, aside = root_ / ("." + Uuid::random() + ".tmp");
     std::error_code failure;
@@ -94,9 +123,13 @@ void CalendarCollections::remove(const std::vector<std::string>& ids) const {
       hidden.emplace_back(path, aside);
       continue;
     }
-    std::error_code ignored;
-    for (const auto& [old, present] : hidden) fs::rename(present, old, ignored);
+    showAgain();
     throw FileFailure("remove", path, failure.value());
   }
-  for (const auto& [path, aside] : hidden) Files::remove(aside);
+  try {
+    for (const auto& [path, aside] : hidden) Files::remove(aside);
+  } catch (const FileFailure&) {
+    showAgain();
+    throw;
+  }
 }

@@ -29,7 +29,11 @@ class CalendarCollections {
   Collection add(const std::string& title) const;
   /// Gives the title as it stands then: one line.
   std::string rename(const std::string& id, const std::string& title) const;
-  /// With everything in them, all or none. Of a symbolic link only the link goes. The caller holds the lock.
+  // Of a symbolic link only the link goes. The caller holds the lock.
+
+  /// Refuses what couldn't be removed now, for want of permission.
+  void requireRemovable(const std::vector<std::string>& ids) const;
+  /// With everything in them, all or, as far as that can be known beforehand, none. What resists keeps its name.
   void remove(const std::vector<std::string>& ids) const;
 
   /// What whoever changes anything below the root locks. It lies beside: what is below may be synchronized.

@@ -1,5 +1,7 @@
 // Reminders (VTODO) as the store finds and writes them.
 #include <algorithm>
+#include <map>
+#include <set>
 
 #include "Platform/Files.h"
 #include "Platform/Text.h"
@@ -54,6 +56,12 @@ bool isFlagged(const Component& todo) {
   return Text::equalIgnoringCase(Text::trim(todo.text(flag).value_or("")), "TRUE");
 }
 
+/// What a file can't hold would become another date, unknown to whoever asked for it.
+void requireOnCalendar(Dates::Instant due) {
+  if (onCalendar(due) != due)
+    throw Error("A reminder can't be due that early or late: calendar files go from 2 January 1 to 30 December 9999.");
+}
+
 void setTrigger(Component& alarm, Dates::Instant instant) {
   alarm.set("TRIGGER", ";VALUE=DATE-TIME", CalendarItems::utc(instant));
 }
@@ -73,28 +81,41 @@ std::vector<Found> todosOf(const ICalendar::Document& document) {
   return todos;
 }
 
-/// The one that `place` means; its number counts where several share a UID.
-Found todoOf(const ICalendar::Document& document, const CalendarStore::Place& place) {
-  auto todos = todosOf(document);
-  const auto isIt = [&](const Found& found) { return CalendarItems::uidOf(*found.todo) == place.uid; };
-  if (place.index < todos.size() && isIt(todos[place.index])) return todos[place.index];
-  const auto found = std::find_if(todos.begin(), todos.end(), isIt);
-  return found == todos.end() ? Found() : *found;
-}
+class Todos {
+ public:
+  explicit Todos(const ICalendar::Document& document) : todos_(todosOf(document)) {
+    for (const auto& found : todos_) byUid_.emplace(CalendarItems::uidOf(*found.todo), found);
+  }
+
+  /// The one that `place` means; its number counts where several share a UID.
+  Found at(const CalendarStore::Place& place) const {
+    if (place.index < todos_.size() && CalendarItems::uidOf(*todos_[place.index].todo) == place.uid)
+      return todos_[place.index];
+    const auto found = byUid_.find(place.uid);
+    return found == byUid_.end() ? Found() : found->second;
+  }
+
+ private:
+  std::vector<Found> todos_;
+  std::map<std::string, Found> byUid_;  // the first of each
+};
 
 void removeTodos(ICalendar::Document& document, const std::vector<const CalendarStore::Reminder*>& reminders,
                  const fs::path& path) {
-  std::vector<Component::Pointer> gone;  // all found before the first goes, so that their numbers hold
-  for (const auto* reminder : reminders) gone.push_back(todoOf(document, reminder->place).todo);
-  for (const auto& todo : gone) {
+  const Todos todos(document);
+  std::set<const Component*> gone;  // all found before the first goes, so that their numbers hold
+  std::set<std::string> uids;
+  for (const auto* reminder : reminders) {
+    const auto todo = todos.at(reminder->place).todo;
     if (!todo) CalendarItems::refuse(path);
-    for (const auto& calendar : document.calendars) {
-      calendar->remove(*todo);
-      for (const auto& other : calendar->components("VTODO"))  // single occurrences of one that repeats
-        if (other->find("RECURRENCE-ID") != nullptr && CalendarItems::uidOf(*other) == CalendarItems::uidOf(*todo))
-          calendar->remove(*other);
-    }
+    gone.insert(todo.get());
+    uids.insert(CalendarItems::uidOf(*todo));
   }
+  for (const auto& calendar : document.calendars)
+    calendar->removeIf([&](const Component& component) {
+      const bool isOccurrence = component.name() == "VTODO" && component.find("RECURRENCE-ID") != nullptr;
+      return gone.contains(&component) || (isOccurrence && uids.contains(CalendarItems::uidOf(component)));
+    });
 }
 
 bool isUnchanged(const CalendarStore::Reminder& a, const CalendarStore::Reminder& b) {
@@ -231,6 +252,7 @@ std::vector<CalendarStore::Reminder> CalendarStore::reminders() {
 /// A time keeps the zone that it is told in. The start moves along, for it has to be of the same kind and no later.
 void CalendarStore::setDue(Component& todo, const Component& calendar, const std::optional<Due>& due) {
   const auto old = dueOf(todo, calendar, zones_);
+  if (due) requireOnCalendar(zones_.instant({.wall = due->at}, calendar));
   todo.remove("DURATION");
   if (!due) return todo.remove("DUE");
   auto form = stampOf(todo, "DUE").value_or(Stamp{.form = Stamp::Form::date});
@@ -336,7 +358,7 @@ CalendarStore::Reminder CalendarStore::save(const Reminder& reminder) {
   Reminder result;
   std::optional<fs::path> copy;
   const auto change = [&](ICalendar::Document& document) {
-    const auto [calendar, todo] = todoOf(document, reminder.place);
+    const auto [calendar, todo] = Todos(document).at(reminder.place);
     if (!todo) CalendarItems::refuse(file(reminder));
     const auto old = result = this->reminder(reminder.place, *todo, *calendar);
     if (isUnchanged(old, reminder)) return;
@@ -360,8 +382,16 @@ CalendarStore::Reminder CalendarStore::save(const Reminder& reminder) {
 // ---- Removing.
 
 void CalendarStore::check(const Reminder& reminder) {
-  const auto document = ICalendar::parse(unchanged(file(reminder)));
-  if (!document || !todoOf(*document, reminder.place).todo) CalendarItems::refuse(file(reminder));
+  const auto path = file(reminder);
+  std::error_code failure;
+  const auto written = fs::last_write_time(path, failure);
+  if (failure || !checked_ || checked_->path != path || checked_->written != written) {
+    const auto document = ICalendar::parse(unchanged(path));
+    if (!document) CalendarItems::refuse(path);
+    checked_ = {.path = path, .written = written, .uids = {}};
+    for (const auto& found : todosOf(*document)) checked_->uids.insert(CalendarItems::uidOf(*found.todo));
+  }
+  if (!checked_->uids.contains(reminder.place.uid)) CalendarItems::refuse(path);
 }
 
 void CalendarStore::remove(const std::vector<Reminder>& reminders, const std::vector<std::string>& lists) {
@@ -373,6 +403,12 @@ void CalendarStore::remove(const std::vector<Reminder>& reminders, const std::ve
     written[path] = changed(path, [&, &where = path, &gone = ofFile](ICalendar::Document& document) {
       removeTodos(document, gone, where);
     });
+  std::error_code failure;
+  for (const auto& [path, bytes] : written) {
+    requireWritable(path);
+    requireWritable((bytes.empty() ? path : fs::weakly_canonical(path, failure)).parent_path());
+  }
+  lists_.requireRemovable(lists);
   for (const auto& [path, bytes] : written) write(path, bytes);
   lists_.remove(lists);
 }

@@ -1,6 +1,7 @@
 // The files and the guard over them; CalendarEvents.cpp and CalendarReminders.cpp tell what is in them.
 #include "Platform/linux/stores/CalendarStore.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -70,9 +71,13 @@ std::string CalendarStore::changed(const fs::path& path, const Change& change) c
   return hasItems(*document) ? document->bytes() : "";
 }
 
+/// To replace a file needs no leave of the file's own, but who took that away meant this file.
+void CalendarStore::requireWritable(const fs::path& path) {
+  if (::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) throw FileFailure("write", path, errno);
+}
+
 void CalendarStore::write(const fs::path& path, const std::string& bytes) {
-  // To replace a file needs no leave of the file's own, but who took that away meant this file.
-  if (::access(path.c_str(), W_OK) != 0) throw FileFailure("write", path, errno);
+  requireWritable(path);
   if (bytes.empty()) {
     Files::remove(path);
     seen_.erase(path);

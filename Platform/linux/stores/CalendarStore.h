@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -111,7 +112,7 @@ class CalendarStore {
   /// Writes what differs, and gives what stands there then. One that repeats and becomes completed moves on to its
   /// next date and stays open; the completed one is kept beside it, in a file of its own.
   Reminder save(const Reminder& reminder);
-  /// Would it be removed if it were now? Throws if not.
+  /// Would it be removed if it were now? Throws if not. To ask this of all that a file holds reads it once.
   void check(const Reminder& reminder);
   /// All of them or, as far as that can be known beforehand, none; a list with everything in it. Of a list
   /// that is a symbolic link only the link goes.
@@ -120,11 +121,17 @@ class CalendarStore {
  private:
   using Change = std::function<void(ICalendar::Document&)>;
   using Component = ICalendar::Component;
+  struct CheckedFile {
+    std::filesystem::path path;
+    std::filesystem::file_time_type written;
+    std::set<std::string> uids;  // of its to-dos
+  };
 
   void eachFile(const CalendarCollections& folders, const std::string& collection,
                 const std::function<bool(std::string_view)>& isWanted,
                 const std::function<void(const Place&, const ICalendar::Document&)>& take);
   std::string unchanged(const std::filesystem::path& path) const;
+  static void requireWritable(const std::filesystem::path& path);
   std::string changed(const std::filesystem::path& path, const Change& change) const;
   void write(const std::filesystem::path& path, const Change& change);
   void write(const std::filesystem::path& path, const std::string& bytes);
@@ -147,5 +154,6 @@ class CalendarStore {
 
   CalendarCollections calendars_, lists_;
   ICalendar::Zones zones_;
+  std::optional<CheckedFile> checked_;
   std::map<std::filesystem::path, std::size_t> seen_;  // a hash of each file as last read or written
 };

@@ -107,9 +107,13 @@ void Component::insert(const Pointer& component, const Component* neighbour) {
 void Component::insertFirst(const Pointer& component) { parts_.insert(firstComponent(), component); }
 
 void Component::remove(const Component& component) {
+  removeIf([&](const Component& inner) { return &inner == &component; });
+}
+
+void Component::removeIf(const std::function<bool(const Component&)>& isGone) {
   std::erase_if(parts_, [&](const Part& part) {
     const auto* inner = std::get_if<Pointer>(&part);
-    return inner != nullptr && inner->get() == &component;
+    return inner != nullptr && isGone(**inner);
   });
 }
 

@@ -5,6 +5,7 @@
 // lines, and everything must lie in VCALENDARs. So nothing is ever made of half a file, nor written over one.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,6 +55,7 @@ class Component {
   void insert(const Pointer& component, const Component* neighbour);
   void insertFirst(const Pointer& component);
   void remove(const Component& component);
+  void removeIf(const std::function<bool(const Component&)>& isGone);
 
   void appendBytes(std::string& bytes) const;
   std::string bytes() const;
