@@ -29,6 +29,9 @@ struct Local {
   int second = 0;
 };
 Local local(Instant instant);
+/// "2026-03-14", "2026-03-14 09:26" or "2026-03-14 09:26:53", local.
+enum class Unit { day, minute, second };
+std::string localText(Instant instant, Unit unit);
 /// The instant of local fields. Fields out of range roll over. A time that a clock change skips moves
 /// forward by what was skipped (02:30 is then 03:30); of one that exists twice the first is meant.
 Instant fromLocal(const Local& local);

@@ -53,6 +53,9 @@ std::string uppercase(std::string_view text);
 std::string folded(std::string_view text);
 /// Canonical composition (NFC) alone.
 std::string composed(std::string_view text);
+/// Puts titles in the order in which people look for them, when these are compared byte by byte: without regard to
+/// case, accented letters by their base ("Ärger" between "apfel" and "Birne").
+std::string listOrder(std::string_view text);
 bool equalIgnoringCase(std::string_view a, std::string_view b);
 /// An empty needle is never found.
 bool containsIgnoringCase(std::string_view haystack, std::string_view needle);

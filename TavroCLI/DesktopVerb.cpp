@@ -9,7 +9,8 @@ namespace DesktopVerb {
 
 Work init(CLI::App& command) {
   auto sample = std::make_shared<bool>(false);
-  command.add_flag("--sample", *sample, "Also put some mail, events, reminders, notes and contacts into stores that are empty");
+  command.add_flag("--sample", *sample,
+                   "Also put some mail, events, reminders, notes and contacts into stores that are empty");
   return [sample] {
     const auto made = Desktop::initialize(*sample);
     for (const auto& line : made) Terminal::printForeign(line);

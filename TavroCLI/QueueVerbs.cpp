@@ -93,7 +93,7 @@ constexpr const char* untold = "(not told)";
 
 std::string impactNow(const Tool& tool, const Arguments& args) {
   try {
-    tool.build(args);
+    buildScript(tool, args);
     const auto impact = tool.preview ? tool.preview(args) : std::nullopt;
     return impact.value_or(untold);
   } catch (const Error& failure) {

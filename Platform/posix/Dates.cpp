@@ -129,6 +129,14 @@ Local local(Instant instant) {
   return {parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec};
 }
 
+std::string localText(Instant instant, Unit unit) {
+  const Local at = local(instant);
+  auto text = fmt::format("{:04}-{:02}-{:02}", at.year, at.month, at.day);
+  if (unit != Unit::day) text += fmt::format(" {:02}:{:02}", at.hour, at.minute);
+  if (unit == Unit::second) text += fmt::format(":{:02}", at.second);
+  return text;
+}
+
 Instant fromLocal(const Local& fields) {
   // mktime's choice at a clock change depends on earlier calls. Here the zone's offsets a day before and
   // a day after decide: the earlier one is tried first, and it also carries a skipped time forward.

@@ -190,6 +190,14 @@ std::string composed(std::string_view text) {
   return normalized(repairUTF8(std::string(text)), icu::Normalizer2::getNFCInstance);
 }
 
+std::string listOrder(std::string_view text) {
+  const std::string whole = folded(text);
+  std::string base;
+  for (const char32_t c : codePoints(normalized(whole, icu::Normalizer2::getNFDInstance)))
+    if (!isMark(c)) icu::UnicodeString(static_cast<UChar32>(c)).toUTF8String(base);
+  return base + '\0' + whole;  // accents decide where the letters are the same
+}
+
 bool equalIgnoringCase(std::string_view a, std::string_view b) {
   if (isAscii(a) && isAscii(b)) return a.size() == b.size() && containsInShortAscii(a, b);
   return folded(a) == folded(b);

@@ -8,7 +8,8 @@ namespace {
 
 AskService& service() { return AskService::shared(); }
 
-std::optional<std::string> optionalArgument(const Arguments& args, const std::string& key) {
+/// An empty one is there too, and means what it says.
+std::optional<std::string> presentArgument(const Arguments& args, const std::string& key) {
   const auto found = args.find(key);
   if (found == args.end()) return std::nullopt;
   return found->second;
@@ -17,14 +18,6 @@ std::optional<std::string> optionalArgument(const Arguments& args, const std::st
 /// What can't be read sets no expiry.
 std::optional<long long> expiresHours(const Arguments& args) {
   return Text::parseInteger(argument(args, "expiresHours"));
-}
-
-/// A check of required arguments; these tools have no script.
-std::function<Script(const Arguments&)> requiring(std::vector<std::string> keys) {
-  return [keys = std::move(keys)](const Arguments& args) {
-    for (const auto& key : keys) requiredArgument(args, key);
-    return Script{};
-  };
 }
 
 // Not a constant as the others: it names the channels, and constants of two
@@ -45,8 +38,8 @@ Tool ask() {
       .build = requiring({"text"}),
       .nativeRun =
           [](const Arguments& args) {
-            return service().ask(requiredArgument(args, "text"), optionalArgument(args, "channel"),
-                                 optionalArgument(args, "automation"), expiresHours(args), "automation");
+            return service().ask(requiredArgument(args, "text"), presentArgument(args, "channel"),
+                                 presentArgument(args, "automation"), expiresHours(args), "automation");
           },
   };
 }
@@ -79,7 +72,7 @@ const Tool answers{
         "auto-injected with what it needs.",
     .effect = Effect::read,
     .build = requiring({}),
-    .nativeRun = [](const Arguments& args) { return service().summary(optionalArgument(args, "automation")); },
+    .nativeRun = [](const Arguments& args) { return service().summary(presentArgument(args, "automation")); },
 };
 
 const Tool harvest{
@@ -113,7 +106,7 @@ const Tool tell{
     .build = requiring({"text"}),
     .nativeRun =
         [](const Arguments& args) {
-          return service().directive(requiredArgument(args, "text"), optionalArgument(args, "automation"),
+          return service().directive(requiredArgument(args, "text"), presentArgument(args, "automation"),
                                      expiresHours(args), "conversation");
         },
 };

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "Platform/Text.h"
 #include "Platform/Uuid.h"
 #include "TavroCore/harness/Timestamps.h"
 
@@ -66,19 +67,12 @@ ORDER BY created_at ASC;)",
                       {now, automation, automation}));
 }
 
-/// In pieces, since SQLite binds no more than some ten thousand values to a statement.
 void mark(Database& database, const std::vector<std::string>& ids, std::string_view now) {
-  constexpr std::size_t most = 1000;
-  for (std::size_t begin = 0; begin < ids.size(); begin += most) {
-    const std::size_t end = std::min(begin + most, ids.size());
-    std::string sql = "UPDATE feedback SET injected_at = ? WHERE id IN (";
-    Values values = {now};
-    for (std::size_t i = begin; i < end; ++i) {
-      sql += i == begin ? "?" : ",?";
-      values.emplace_back(ids[i]);
-    }
-    database.execute(sql + ") AND injected_at IS NULL;", values);
-  }
+  if (ids.empty()) return;
+  Values values = {now};
+  values.insert(values.end(), ids.begin(), ids.end());
+  const auto marks = Text::join(std::vector<std::string>(ids.size(), "?"), ",");
+  database.execute("UPDATE feedback SET injected_at = ? WHERE id IN (" + marks + ") AND injected_at IS NULL;", values);
 }
 
 FeedbackDB::Listing unexpired(GRDBQueue& queue, const std::optional<std::string>& automation, long long limit) {

@@ -139,7 +139,7 @@ Result pass(const Call& call, const std::filesystem::path& configDir) {
 
 std::string outputOf(const Tool& tool, const Arguments& args) {
   if (tool.nativeRun) return tool.nativeRun(args);
-  const Script script = tool.build(args);
+  const Script script = buildScript(tool, args);
   OSAScript::Result result = OSAScript::run(script.text, script.argv);
   if (!result.ok) throw Error(std::move(result.error));
   return std::move(result.output);
@@ -149,7 +149,7 @@ std::string outputOf(const Tool& tool, const Arguments& args) {
 
 Result run(const Tool& tool, const Arguments& args, const std::string& actor,
            const std::filesystem::path& configDir) noexcept try {
-  tool.build(args);  // checks the arguments, before anything is read or audited
+  buildScript(tool, args);  // checks the arguments, before anything is read or audited
   return pass({tool, args, actor}, configDir);
 } catch (...) {
   return Failed{currentFailure()};

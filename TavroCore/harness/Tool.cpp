@@ -1,8 +1,11 @@
 #include "TavroCore/harness/Tool.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 
+#include "Platform/Process.h"
 #include "Platform/Text.h"
 
 namespace {
@@ -24,10 +27,37 @@ ToolError ToolError::missingArg(const std::string& name) { return ToolError("mis
 
 ToolError ToolError::badArg(const std::string& message) { return ToolError(message); }
 
+Script buildScript(const Tool& tool, const Arguments& args) {
+  Script script = tool.build(args);
+  if (!tool.nativeRun) refuseTooLong(args);
+  return script;
+}
+
+void refuseTooLong(const Arguments& args) {
+  for (const auto& [key, value] : args) {
+    if (value.size() <= Process::longestArgument) continue;
+    throw ToolError::badArg(
+        fmt::format("{} is {} bytes long, and at most {} fit{}", key, value.size(), Process::longestArgument,
+                    key == "body" ? "; a longer text can go as a file, where a tool takes attachments" : ""));
+  }
+}
+
+std::function<Script(const Arguments&)> requiring(std::vector<std::string> keys) {
+  return [keys = std::move(keys)](const Arguments& args) {
+    for (const auto& key : keys) requiredArgument(args, key);
+    return Script{};
+  };
+}
+
 const std::string& argument(const Arguments& args, const std::string& key) {
   static const std::string absent;
   const auto found = args.find(key);
   return found == args.end() ? absent : found->second;
+}
+
+std::optional<std::string> nonEmptyArgument(const Arguments& args, const std::string& key) {
+  const std::string& value = argument(args, key);
+  return value.empty() ? std::nullopt : std::optional(value);
 }
 
 const std::string& requiredArgument(const Arguments& args, const std::string& key) {

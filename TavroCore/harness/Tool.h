@@ -52,8 +52,19 @@ struct Tool {
   std::function<bool(const std::string&)> auditAutoRun = nullptr;
 };
 
+/// What the tool builds of the arguments, and the check of them. Throws ToolError, of a tool that runs a script also
+/// for an argument that a process can't take.
+Script buildScript(const Tool& tool, const Arguments& args);
+/// Throws ToolError for an argument that is too long for a process; it names the argument, as the system doesn't.
+void refuseTooLong(const Arguments& args);
+
+/// For tools that run natively: checks that these arguments are there, and builds nothing.
+std::function<Script(const Arguments&)> requiring(std::vector<std::string> keys);
+
 /// The argument, or the empty text when it is absent.
 const std::string& argument(const Arguments& args, const std::string& key);
+/// The argument; nothing when it is absent or empty.
+std::optional<std::string> nonEmptyArgument(const Arguments& args, const std::string& key);
 /// The argument. Throws ToolError::missingArg when it is absent or empty.
 const std::string& requiredArgument(const Arguments& args, const std::string& key);
 /// A whole number as text, for a script; `fallback` when the argument is absent, empty or can't be read.

@@ -23,7 +23,7 @@ const Tool howItWorks{
         "approval queue, the tool catalog by domain, and the scheduled-automation completion contract. Call this once "
         "before acting if you're unsure how Tavro gates your actions.",
     .effect = Effect::read,
-    .build = [](const Arguments&) { return Script{}; },
+    .build = requiring({}),
     .nativeRun = [](const Arguments&) { return llmGuide(); },
 };
 

@@ -10,6 +10,7 @@ Script checkArchive(const Arguments& args) {
   requiredArgument(args, "account");
   MailCriteria::reqFilter(args);
   MailCriteria::criteriaArgv(args);
+  refuseTooLong(args);  // it moves by script where there is no IMAP
   return {};
 }
 
@@ -27,7 +28,7 @@ std::optional<std::string> archivePreview(const Arguments& args) {
 }  // namespace
 
 Tool MailTools::archive() {
-  return withinArgumentLength(Tool{
+  return {
       .id = "mail.archive",
       .summary = "Archive matching messages out of a mailbox (account, [mailbox=INBOX], ≥1 of: " +
                  std::string(MailCriteria::filters) +
@@ -36,5 +37,5 @@ Tool MailTools::archive() {
       .build = checkArchive,
       .nativeRun = archiveChecked,
       .preview = archivePreview,
-  });
+  };
 }

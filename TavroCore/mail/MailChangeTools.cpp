@@ -53,46 +53,46 @@ std::optional<std::string> junkPreview(const Arguments& args) {
 }  // namespace
 
 Tool MailTools::discard() {
-  return withinArgumentLength(Tool{
+  return {
       .id = "mail.delete",
       .summary = "Move messages to Trash by criteria (account, mailbox, ≥1 of: " + filters + "). Approval.",
       .effect = Effect::destructive,
       .build = [](const Arguments& args) { return onMatches(MailScripts::deleteScript, args); },
       .preview = [](const Arguments& args) { return MailCriteria::impact(args, "", ""); },
-  });
+  };
 }
 
 Tool MailTools::move() {
-  return withinArgumentLength(Tool{
+  return {
       .id = "mail.move",
       .summary = "Move matching messages to another folder (account, mailbox, dest, ≥1 of: " + filters +
                  "). Reversible; Approval.",
       .effect = Effect::destructive,
       .build = moveScript,
       .preview = movePreview,
-  });
+  };
 }
 
 Tool MailTools::flag() {
-  return withinArgumentLength(Tool{
+  return {
       .id = "mail.flag",
       .summary = "Flag (or unflag) matching messages (account, mailbox, ≥1 of: " + filters +
                  ", [flag=true|false], [color=red|orange|yellow|green|blue|purple|gray]). Reversible; Approval.",
       .effect = Effect::destructive,
       .build = flagScript,
       .preview = flagPreview,
-  });
+  };
 }
 
 Tool MailTools::junk() {
-  return withinArgumentLength(Tool{
+  return {
       .id = "mail.junk",
       .summary = "Mark (or unmark) matching messages as junk/spam (account, mailbox, ≥1 of: " + filters +
                  ", [junk=true|false]). Reversible; Approval.",
       .effect = Effect::destructive,
       .build = junkScript,
       .preview = junkPreview,
-  });
+  };
 }
 
 std::vector<Tool> MailTools::changing() { return {discard(), move(), archive(), flag(), junk()}; }

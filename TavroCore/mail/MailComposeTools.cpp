@@ -39,27 +39,29 @@ Script forwardScript(const Arguments& args) {
 }  // namespace
 
 Tool MailTools::draft() {
-  return withinArgumentLength(Tool{
+  return {
       .id = "mail.draft",
-      .summary = "Create a draft (to, subject, body, [attachments=comma-separated POSIX paths], [from=sender email "
-                 "of one of your accounts]).",
+      .summary =
+          "Create a draft (to, subject, body, [attachments=comma-separated POSIX paths], [from=sender email "
+          "of one of your accounts]).",
       .effect = Effect::create,
       .build = [](const Arguments& args) { return newMessage(MailScripts::draftScript, args); },
-  });
+  };
 }
 
 Tool MailTools::send() {
-  return withinArgumentLength(Tool{
+  return {
       .id = "mail.send",
-      .summary = "Send an email (to, subject, body, [attachments=comma-separated POSIX paths], [from=sender email "
-                 "of one of your accounts]). Irreversible -> approval.",
+      .summary =
+          "Send an email (to, subject, body, [attachments=comma-separated POSIX paths], [from=sender email "
+          "of one of your accounts]). Irreversible -> approval.",
       .effect = Effect::destructive,
       .build = [](const Arguments& args) { return newMessage(MailScripts::sendScript, args); },
-  });
+  };
 }
 
 Tool MailTools::notify() {
-  return withinArgumentLength(Tool{
+  return {
       .id = "mail.notify",
       .summary =
           "Notify the OWNER: send an email to the configured owner address (Settings → notify email), from their "
@@ -69,41 +71,44 @@ Tool MailTools::notify() {
           "alert. Errors if no owner email is configured. The recipient comes from config; any `to=` is ignored.",
       .effect = Effect::create,
       .build = notifyScript,
-  });
+  };
 }
 
 std::vector<Tool> MailTools::composing() { return {draft(), send(), notify()}; }
 
 Tool MailTools::reply() {
-  return withinArgumentLength(Tool{
+  return {
       .id = "mail.reply",
-      .summary = "Reply to the newest matching message - threaded + quoted (account, mailbox, subject= exact OR "
-                 "subjectContains, [from], body). On a recurring subject use exact subject= to pin one message. "
-                 "Irreversible -> approval.",
+      .summary =
+          "Reply to the newest matching message - threaded + quoted (account, mailbox, subject= exact OR "
+          "subjectContains, [from], body). On a recurring subject use exact subject= to pin one message. "
+          "Irreversible -> approval.",
       .effect = Effect::destructive,
       .build = [](const Arguments& args) { return replyScript(args, "0"); },
-  });
+  };
 }
 
 Tool MailTools::replyAll() {
-  return withinArgumentLength(Tool{
+  return {
       .id = "mail.replyAll",
-      .summary = "Reply-all to the newest matching message - threaded + quoted (same args as mail.reply). "
-                 "Irreversible -> approval.",
+      .summary =
+          "Reply-all to the newest matching message - threaded + quoted (same args as mail.reply). "
+          "Irreversible -> approval.",
       .effect = Effect::destructive,
       .build = [](const Arguments& args) { return replyScript(args, "1"); },
-  });
+  };
 }
 
 Tool MailTools::forward() {
-  return withinArgumentLength(Tool{
+  return {
       .id = "mail.forward",
-      .summary = "Forward the newest matching message to a new recipient (account, mailbox, subject= exact OR "
-                 "subjectContains, [from], to, [body]). On a recurring subject use exact subject= to pin one "
-                 "message. Irreversible -> approval.",
+      .summary =
+          "Forward the newest matching message to a new recipient (account, mailbox, subject= exact OR "
+          "subjectContains, [from], to, [body]). On a recurring subject use exact subject= to pin one "
+          "message. Irreversible -> approval.",
       .effect = Effect::destructive,
       .build = forwardScript,
-  });
+  };
 }
 
 std::vector<Tool> MailTools::answering() { return {reply(), replyAll(), forward()}; }

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "TavroCore/harness/Tool.h"
 
@@ -18,9 +17,5 @@ Script onNewestMatch(const char* script, const Arguments& args);
 
 /// Throws ToolError for a blank body: who would notice that nothing came? Else the body as it is.
 const std::string& validatedNotifyBody(const Arguments& args);
-
-/// The tool, with checks that also refuse an argument that is too long for a process.
-Tool withinArgumentLength(Tool tool);
-std::vector<Tool> withinArgumentLength(std::vector<Tool> tools);
 
 }  // namespace MailTools

@@ -45,9 +45,8 @@ std::string calendarOf(const EKEvent& event) {
 }
 
 std::string whenOf(const EKEvent& event) {
-  const auto start = Dates::local(event.startDate);
-  const auto day = fmt::format("{:04}-{:02}-{:02}", start.year, start.month, start.day);
-  return event.isAllDay ? day + " (all-day)" : fmt::format("{} {:02}:{:02}", day, start.hour, start.minute);
+  if (event.isAllDay) return Dates::localText(event.startDate, Dates::Unit::day) + " (all-day)";
+  return Dates::localText(event.startDate, Dates::Unit::minute);
 }
 
 /// `mark` and the text, when there is one.

@@ -6,26 +6,16 @@
 
 namespace {
 
-std::optional<std::string> optionalArgument(const Arguments& args, const std::string& key) {
-  const auto& text = argument(args, key);
-  return text.empty() ? std::nullopt : std::optional(text);
-}
-
 long long daysArgument(const Arguments& args, long long fallback) {
   return Text::parseInteger(argument(args, "days")).value_or(fallback);
 }
 
-Script checkContains(const Arguments& args) {
-  requiredArgument(args, "contains");
-  return {};
-}
-
 std::string update(const Arguments& args) {
   return CalendarService::update(requiredArgument(args, "contains"), daysArgument(args, 14),
-                                 {.title = optionalArgument(args, "title"),
-                                  .location = optionalArgument(args, "location"),
-                                  .notes = optionalArgument(args, "notes"),
-                                  .url = optionalArgument(args, "url")});
+                                 {.title = nonEmptyArgument(args, "title"),
+                                  .location = nonEmptyArgument(args, "location"),
+                                  .notes = nonEmptyArgument(args, "notes"),
+                                  .url = nonEmptyArgument(args, "url")});
 }
 
 Script addScript(const Arguments& args) {
@@ -47,10 +37,10 @@ std::vector<Tool> CalendarTools::all() {
               "PAST, e.g. days=-7 = last 7 days, [contains=text]). Read-only - native EventKit (AppleScript can't read "
               "iCloud).",
           .effect = Effect::read,
-          .build = [](const Arguments&) { return Script{}; },
+          .build = requiring({}),
           .nativeRun =
               [](const Arguments& args) {
-                return CalendarService::find(daysArgument(args, 7), optionalArgument(args, "contains"));
+                return CalendarService::find(daysArgument(args, 7), nonEmptyArgument(args, "contains"));
               },
       },
       {
@@ -61,7 +51,7 @@ std::vector<Tool> CalendarTools::all() {
               "\"message://%3C<Message-ID>%3E\", or any https://, file://...). Native EventKit; refuses on 0 or >1 "
               "match.",
           .effect = Effect::create,
-          .build = checkContains,
+          .build = requiring({"contains"}),
           .nativeRun = update,
       },
       {
@@ -80,7 +70,7 @@ std::vector<Tool> CalendarTools::all() {
               "Delete the SINGLE event matching contains= within the next N days ([days=14]). Native EventKit; refuses "
               "on 0 or >1 match so a vague filter can't delete the wrong event. Irreversible -> approval.",
           .effect = Effect::destructive,
-          .build = checkContains,
+          .build = requiring({"contains"}),
           .nativeRun =
               [](const Arguments& args) {
                 return CalendarService::remove(requiredArgument(args, "contains"), daysArgument(args, 14));

@@ -2,7 +2,6 @@
 
 #include "Platform/Text.h"
 #include "TavroCore/harness/HarnessConfig.h"
-#include "TavroCore/mail/MailToolParts.h"
 #include "TavroCore/personal/MessagesDB.h"
 #include "TavroCore/personal/PersonalScripts.h"
 
@@ -34,7 +33,7 @@ std::string readMessages(const Arguments& args) {
 }  // namespace
 
 std::vector<Tool> MessageTools::notifying() {
-  return MailTools::withinArgumentLength({
+  return {
       {
           .id = "imessage.notify",
           .summary =
@@ -46,11 +45,11 @@ std::vector<Tool> MessageTools::notifying() {
           .effect = Effect::create,
           .build = notifyScript,
       },
-  });
+  };
 }
 
 std::vector<Tool> MessageTools::all() {
-  auto tools = MailTools::withinArgumentLength({
+  return {
       {
           .id = "imessage.send",
           .summary = "Send an iMessage to a recipient (to=<phone or email>, text) - iMessage service only, NO "
@@ -59,16 +58,16 @@ std::vector<Tool> MessageTools::all() {
           .effect = Effect::destructive,
           .build = sendScript,
       },
-  });
-  tools.push_back({
-      .id = "imessage.read",
-      .summary = "Read recent INBOUND iMessages from Messages' chat.db (the inbound side has no AppleScript). Args: "
-                 "[from=<handle>], [since=<minutes>], [contains=<text>], [limit=50]. One line per message: date || "
-                 "handle || text. Read-only. Requires Full Disk Access (chat.db is TCC-protected); errors clearly if "
-                 "not granted.",
-      .effect = Effect::read,
-      .build = [](const Arguments&) { return Script{}; },
-      .nativeRun = readMessages,
-  });
-  return tools;
+      {
+          .id = "imessage.read",
+          .summary =
+              "Read recent INBOUND iMessages from Messages' chat.db (the inbound side has no AppleScript). Args: "
+              "[from=<handle>], [since=<minutes>], [contains=<text>], [limit=50]. One line per message: date || "
+              "handle || text. Read-only. Requires Full Disk Access (chat.db is TCC-protected); errors clearly if "
+              "not granted.",
+          .effect = Effect::read,
+          .build = requiring({}),
+          .nativeRun = readMessages,
+      },
+  };
 }

@@ -1,7 +1,5 @@
 #include "TavroCore/personal/MessagesDB.h"
 
-#include <fmt/format.h>
-
 #include <cmath>
 
 #include "Platform/Dates.h"
@@ -20,8 +18,7 @@ double now() { return std::chrono::duration<double>(Dates::now().time_since_epoc
 
 std::string localText(double epoch) {
   const auto whole = std::chrono::seconds(static_cast<long long>(std::floor(epoch)));
-  const auto at = Dates::local(Dates::Instant(whole));
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", at.year, at.month, at.day, at.hour, at.minute, at.second);
+  return Dates::localText(Dates::Instant(whole), Dates::Unit::second);
 }
 
 /// A statement and its values, which point into the caller's texts.

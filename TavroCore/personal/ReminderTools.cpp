@@ -8,8 +8,6 @@
 
 namespace {
 
-Script nothingRequired(const Arguments&) { return {}; }
-
 bool says(const Arguments& args, const std::string& key, std::string_view word) {
   return Text::lowercase(argument(args, key)) == word;
 }
@@ -61,7 +59,7 @@ std::vector<Tool> ReminderTools::all() {
                      "EventKit sees them) - with active + completed counts. Read-only. CALL THIS FIRST to learn the "
                      "exact list= names. One line per list: TITLE || active=N || done=M.",
           .effect = Effect::read,
-          .build = nothingRequired,
+          .build = requiring({}),
           .nativeRun = [](const Arguments&) { return RemindersService::listAll(); },
       },
       {
@@ -70,7 +68,7 @@ std::vector<Tool> ReminderTools::all() {
                      "Read-only - native EventKit (sees grouped lists too). One line per reminder: list || todo|done "
                      "|| due || name.",
           .effect = Effect::read,
-          .build = nothingRequired,
+          .build = requiring({}),
           .nativeRun = find,
       },
       {
@@ -108,12 +106,7 @@ std::vector<Tool> ReminderTools::all() {
                      "Native EventKit (reaches grouped lists); shifts existing alarms with the due date. "
                      "Reversible, runs immediately (no approval).",
           .effect = Effect::create,
-          .build =
-              [](const Arguments& args) {
-                requiredArgument(args, "name");
-                requiredArgument(args, "due");
-                return Script{};
-              },
+          .build = requiring({"name", "due"}),
           .nativeRun = update,
       },
       {
@@ -141,11 +134,7 @@ std::vector<Tool> ReminderTools::all() {
                      "grouped/archived lists AppleScript can't. Deletes all lists sharing that exact title. "
                      "Irreversible -> approval.",
           .effect = Effect::destructive,
-          .build =
-              [](const Arguments& args) {
-                requiredArgument(args, "name");
-                return Script{};
-              },
+          .build = requiring({"name"}),
           .nativeRun =
               [](const Arguments& args) { return RemindersService::deleteList(requiredArgument(args, "name")); },
           .preview = listDeletionPreview,
@@ -155,7 +144,7 @@ std::vector<Tool> ReminderTools::all() {
           .summary = "Delete COMPLETED reminders only, in [list=<name>] or across all lists - native EventKit (sees "
                      "grouped lists). Active reminders are NEVER touched. Irreversible -> approval.",
           .effect = Effect::destructive,
-          .build = nothingRequired,
+          .build = requiring({}),
           .nativeRun = [](const Arguments& args) { return RemindersService::clearCompleted(argument(args, "list")); },
           .preview = clearingPreview,
       },

@@ -68,16 +68,6 @@ std::optional<Dates::Instant> dueDate(const EKReminder& reminder) {
   return reminder.dueDateComponents->date();
 }
 
-std::string dayText(Dates::Instant instant) {
-  const auto local = Dates::local(instant);
-  return fmt::format("{:04}-{:02}-{:02}", local.year, local.month, local.day);
-}
-
-std::string minuteText(Dates::Instant instant) {
-  const auto local = Dates::local(instant);
-  return fmt::format("{} {:02}:{:02}", dayText(instant), local.hour, local.minute);
-}
-
 /// Has `text` a digit wherever `form` has one, and else the same characters?
 bool hasForm(std::string_view text, std::string_view form) {
   const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
@@ -140,7 +130,7 @@ std::string titleOf(const EKReminder& reminder) { return onOneLine(reminder.titl
 std::string lineOf(const EKReminder& reminder) {
   const auto due = dueDate(reminder);
   return fmt::format("{} || {} || {} || {}", titleOf(reminder.calendar), reminder.isCompleted ? "done" : "todo",
-                     due ? minuteText(*due) : "", titleOf(reminder));
+                     due ? Dates::localText(*due, Dates::Unit::minute) : "", titleOf(reminder));
 }
 
 /// The open reminder that is meant, and no other.
@@ -183,7 +173,7 @@ std::string listAll() {
   Store store;
   auto lists = store.lists();
   if (lists.empty()) return "(no reminder lists)";
-  sortBy(lists, [](const auto& list) { return Text::folded(list.title); });
+  sortBy(lists, [](const auto& list) { return Text::listOrder(list.title); });
   std::map<std::string, Count> counts;
   for (const auto& reminder : store.reminders()) {
     auto& count = counts[reminder.calendar.calendarIdentifier];
@@ -218,12 +208,16 @@ std::string update(const std::string& name, const std::optional<std::string>& li
   if (old) shiftAlarms(reminder, parsed.date - *old);
   reminder.dueDateComponents = parsed.components;
   store.save(reminder);
-  return fmt::format("OK \"{}\" due {} -> {} (list \"{}\")", titleOf(reminder), old ? dayText(*old) : "(none)", due,
-                     titleOf(reminder.calendar));
+  return fmt::format("OK \"{}\" due {} -> {} (list \"{}\")", titleOf(reminder),
+                     old ? Dates::localText(*old, Dates::Unit::day) : "(none)", due, titleOf(reminder.calendar));
 }
 
 void checkDay(const std::string& due) {
-  if (!fieldsOf(due.substr(0, std::string_view("0000-00-00").size()))) throw RemError::badDate(due);
+  const auto isNumber = [&](std::size_t place, std::size_t size) {
+    return due.size() >= place + size && due.find_first_not_of("0123456789", place) >= place + size;
+  };
+  const auto month = isNumber(5, 2) ? std::stoi(due.substr(5, 2)) : 0;
+  if (!isNumber(0, 4) || month < 1 || month > 12 || !isNumber(8, 2)) throw RemError::badDate(due);
 }
 
 std::string deleteList(const std::string& name) {

@@ -36,7 +36,8 @@ std::string find(const std::optional<std::string>& list, bool includeCompleted, 
 /// along.
 std::string update(const std::string& name, const std::optional<std::string>& list, const std::string& due);
 
-/// Does `due` begin with a day of the calendar, YYYY-MM-DD? Throws RemError::badDate when it doesn't.
+/// Can the script that makes a reminder read the day that `due` begins with, YYYY-MM-DD? Throws RemError::badDate when
+/// it can't.
 void checkDay(const std::string& due);
 
 /// Every list of this title, with what is in it; all of them or none.

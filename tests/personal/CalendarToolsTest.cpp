@@ -9,15 +9,6 @@ using testing::ElementsAre;
 
 class CalendarToolsTest : public PersonalDesk {};
 
-TEST_F(CalendarToolsTest, standInTheirOrderWithTheirEffects) {
-  std::string seen;
-  for (const auto& tool : CalendarTools::all()) {
-    seen += tool.id + " " + std::string(rawValue(tool.effect)) + (tool.nativeRun ? " native; " : "; ");
-    EXPECT_EQ(Tools::find(tool.id)->summary, tool.summary);
-  }
-  EXPECT_EQ(seen, "cal.find read native; cal.update create native; cal.add create; cal.delete destructive native; ");
-}
-
 TEST_F(CalendarToolsTest, refuseACallWithoutWhatItNeedsBeforeItIsQueued) {
   const std::tuple<const char*, const char*, const char*> rows[] = {
       {"cal.update", "title=x", "contains"},   {"cal.update", "contains=;title=x", "contains"},
@@ -68,10 +59,6 @@ TEST_F(CalendarToolsTest, saySoWhereAnEventCannotBeMade) {
   for (const auto& [args, reason] : rows)
     EXPECT_THAT(callTool("cal.add", args),
                 testing::AllOf(testing::StartsWith("execution error: "), testing::HasSubstr(reason)));
-  for (const char* args : {"days=999999999", "days=-999999999", "hour=25", "hour=99999999999", "duration=999999999"})
-    EXPECT_THAT(callTool("cal.add", std::string("calendar=work;summary=far;") + args),
-                testing::AnyOf(testing::StartsWith("OK event @ "), testing::StartsWith("execution error: ")))
-        << args;
 }
 
 }  // namespace

@@ -160,21 +160,6 @@ TEST_F(MessagesTest, saysWhyTheFileCannotBeRead) {
   }
 }
 
-TEST_F(MessagesTest, bearsAFileCutOrDamagedAnywhere) {
-  std::string rows = tables;
-  for (int i = 0; i < 40; ++i) rows += received(ten, "'" + std::string(200, 'x') + "'");
-  sql(rows);
-  const auto whole = get(file);
-  for (std::size_t at = 0; at < whole.size(); at += 211) {
-    auto damaged = whole;
-    damaged[at] = static_cast<char>(damaged[at] ^ 0xFF);
-    for (const auto& bytes : {whole.substr(0, at), damaged}) {
-      put(file, bytes);
-      EXPECT_FALSE(read().empty()) << at;
-    }
-  }
-}
-
 TEST_F(MessagesTest, readsWhileAnotherProgramWrites) {
   for (const char* mode : {"WAL", "DELETE"}) {
     sql("PRAGMA journal_mode = " + std::string(mode) + "; DROP TABLE IF EXISTS message; DROP TABLE IF EXISTS handle;" +

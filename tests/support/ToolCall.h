@@ -19,7 +19,7 @@ inline Arguments arguments(const std::string& text) {
 /// What comes out, or why not.
 inline std::string callTool(const std::string& id, const Arguments& args) try {
   const auto& tool = *Tools::find(id);
-  tool.build(args);
+  buildScript(tool, args);
   const auto built = HarnessRunner::executeBuilt(tool, args);
   return built.ok ? built.output : built.error;
 } catch (const Error& error) {

@@ -7,8 +7,8 @@
 
 namespace Applications {
 
-/// Finds Mail, Calendar, Reminders, Notes, Contacts, Messages, Finder and System Events, each made when a script first names it and kept
-/// while the directory lives. They work on the stores below Desktop::root().
+/// Finds Mail, Calendar, Reminders, Notes, Contacts, Messages, Finder and System Events, each made when a script first
+/// names it and kept while the directory lives. They work on the stores below Desktop::root().
 std::unique_ptr<AppleScript::Directory> installedApplications();
 
 // One application each.
