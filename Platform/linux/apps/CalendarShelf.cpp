@@ -7,7 +7,10 @@ namespace CalendarShelf {
 
 ICalendar::Wall wall(Date date) {
   constexpr local_seconds first = local_days(year(1) / January / 2), last = local_days(year(9999) / December / 30);
-  return std::clamp(ICalendar::Wall(seconds(date.seconds)), first, last);
+  const ICalendar::Wall wall(seconds(date.seconds));
+  if (first <= wall && wall <= last) return wall;
+  throw ScriptError(ErrorNumber::cannotSet,
+                    "Can’t use " + sourceForm(date) + ". Calendar files go from 2 January 1 to 30 December 9999.");
 }
 
 Dates::Instant instant(Date date) {

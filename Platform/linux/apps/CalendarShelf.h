@@ -89,7 +89,7 @@ class Shelf {
 
 // ---- Dates and texts. A script's date is what a clock on the local wall shows.
 
-/// Years that files can't hold count as the first or the last one that they can.
+/// Throws -10006 for a date that no file can hold.
 ICalendar::Wall wall(AppleScript::Date date);
 Dates::Instant instant(AppleScript::Date date);
 
