@@ -67,7 +67,23 @@ void tellOfUnreadable(const std::vector<std::string>& ids) {
   }
 }
 
+/// As the tools and the mails show it too: "#1A2B3C4D", "[tavro#1A2B3C4D]".
+std::string bareId(std::string typed) {
+  typed.erase(0, typed.find('#') + 1);  // nothing where there is none
+  if (typed.ends_with(']')) typed.pop_back();
+  return typed;
+}
+
+/// The item of that id among these. Throws CommandError.
+FeedbackItem named(const std::vector<FeedbackItem>& items, const std::string& typed, const std::string& kind) {
+  std::vector<std::string> known;
+  std::transform(items.begin(), items.end(), std::back_inserter(known), [](const auto& item) { return item.id; });
+  const std::string id = Nearest::id(kind, bareId(typed), known);
+  return *std::find_if(items.begin(), items.end(), [&](const auto& item) { return item.id == id; });
+}
+
 struct Listing {
+  std::string id;
   std::optional<std::string> automation = std::nullopt;
   bool open = false;
   bool json = false;
@@ -78,6 +94,22 @@ struct Listing {
     json ? asJson(items) : asTable(items);
     tellOfUnreadable(unreadable);
     return unreadable.empty() ? ExitStatus::done : ExitStatus::failed;
+  }
+
+  ExitStatus one() const {
+    const auto item = named(feedback().list(std::nullopt).items, id, "feedback");
+    if (json) {
+      Display::show(toJson(item));
+      return ExitStatus::done;
+    }
+    std::vector<Display::Field> fields = {{"item", item.id}, {"state", state(item).name}};
+    if (!audience(item).empty()) fields.push_back({"automation", audience(item)});
+    fields.push_back({"since", time(item.createdAt)});
+    if (item.expiresAt) fields.push_back({"expires", time(*item.expiresAt)});
+    fields.push_back({"text", item.text});
+    if (item.answer) fields.push_back({"answer", *item.answer});
+    Terminal::print(Display::fields(fields, Terminal::outputIsTerminal() ? Terminal::columns() : 0));
+    return ExitStatus::done;
   }
 
   static void asJson(const std::vector<FeedbackItem>& items) {
@@ -169,7 +201,8 @@ struct Removal {
     std::transform(all.begin(), all.end(), std::back_inserter(known), [](const auto& each) { return each.id; });
     std::vector<Removable> result;
     for (const auto& typed : ids) {
-      const std::string id = Nearest::id("feedback", typed, known);
+      const std::string id = Nearest::id("feedback", bareId(typed), known);
+      if (std::any_of(result.begin(), result.end(), [&](const auto& each) { return each.id == id; })) continue;
       result.push_back(*std::find_if(all.begin(), all.end(), [&](const auto& each) { return each.id == id; }));
     }
     return result;
@@ -202,10 +235,7 @@ struct Reply {
   FeedbackItem question() const {
     auto items = feedback().list(std::nullopt).items;
     std::erase_if(items, [](const auto& item) { return item.kind != FeedbackItem::Kind::question; });
-    std::vector<std::string> known;
-    std::transform(items.begin(), items.end(), std::back_inserter(known), [](const auto& item) { return item.id; });
-    const std::string named = Nearest::id("question", id, known);
-    return *std::find_if(items.begin(), items.end(), [&](const auto& item) { return item.id == named; });
+    return named(items, id, "question");
   }
 
   ExitStatus run() const {
@@ -215,6 +245,7 @@ struct Reply {
                                                  Ages::told(asked.answeredAt.value_or("before")) + ": " +
                                                  Display::harmless(*asked.answer));
     }
+    if (!text && Terminal::inputIsTerminal()) Terminal::say(Display::harmlessLines(asked.text));
     if (!feedback().answer(asked.id, spoken(text, "answer"))) {
       throw CommandError(ExitStatus::failed, "the question " + asked.id + " has been answered or removed meanwhile");
     }
@@ -233,10 +264,11 @@ namespace FeedbackVerbs {
 
 Work list(CLI::App& command) {
   auto listing = std::make_shared<Listing>();
+  command.add_option("ID", listing->id, "Show this item whole; the first characters of its id will do");
   command.add_option("--automation", listing->automation, "What concerns this automation, or all of them");
   command.add_flag("--open", listing->open, "Only questions that wait for an answer");
   command.add_flag("--json", listing->json, "Print JSON");
-  return [listing] { return listing->run(); };
+  return [listing] { return listing->id.empty() ? listing->run() : listing->one(); };
 }
 
 Work tell(CLI::App& command) {

@@ -46,7 +46,7 @@ const std::vector<Verb> table = {
      "",
      "your orders to automations, their questions, your answers",
      nullptr,
-     {{"list", "[--automation NAME]", "all of it, newest first (--open: questions to answer)", FeedbackVerbs::list},
+     {{"list", "[ID]", "all of it, newest first (--open: questions to answer), or one item whole", FeedbackVerbs::list},
       {"tell", "TEXT", "an order for every run to come (--automation NAME, --expires-hours N)", FeedbackVerbs::tell},
       {"rm", "ID...", "take orders back, drop questions", FeedbackVerbs::remove}}},
     {"access",

@@ -8,13 +8,6 @@ namespace {
 
 AskService& service() { return AskService::shared(); }
 
-/// An empty one is there too, and means what it says.
-std::optional<std::string> presentArgument(const Arguments& args, const std::string& key) {
-  const auto found = args.find(key);
-  if (found == args.end()) return std::nullopt;
-  return found->second;
-}
-
 /// What can't be read sets no expiry.
 std::optional<long long> expiresHours(const Arguments& args) {
   return Text::parseInteger(argument(args, "expiresHours"));
@@ -38,8 +31,8 @@ Tool ask() {
       .build = requiring({"text"}),
       .nativeRun =
           [](const Arguments& args) {
-            return service().ask(requiredArgument(args, "text"), presentArgument(args, "channel"),
-                                 presentArgument(args, "automation"), expiresHours(args), "automation");
+            return service().ask(requiredArgument(args, "text"), nonEmptyArgument(args, "channel"),
+                                 nonEmptyArgument(args, "automation"), expiresHours(args), "automation");
           },
   };
 }
@@ -72,7 +65,7 @@ const Tool answers{
         "auto-injected with what it needs.",
     .effect = Effect::read,
     .build = requiring({}),
-    .nativeRun = [](const Arguments& args) { return service().summary(presentArgument(args, "automation")); },
+    .nativeRun = [](const Arguments& args) { return service().summary(nonEmptyArgument(args, "automation")); },
 };
 
 const Tool harvest{
@@ -106,7 +99,7 @@ const Tool tell{
     .build = requiring({"text"}),
     .nativeRun =
         [](const Arguments& args) {
-          return service().directive(requiredArgument(args, "text"), presentArgument(args, "automation"),
+          return service().directive(requiredArgument(args, "text"), nonEmptyArgument(args, "automation"),
                                      expiresHours(args), "conversation");
         },
 };

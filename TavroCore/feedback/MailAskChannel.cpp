@@ -78,12 +78,12 @@ std::u32string plain(string_view text) {
 }
 
 /// The question's own mail is no reply even when it asks "Before: or after?". So where the question's words follow the
-/// tag, whole or cut short on the way, only what stands before it counts.
+/// tag, cut short or with a mark of a server behind them, only what stands before it counts.
 bool isReply(string_view subject, const FeedbackItem& question) {
-  const auto shown = plain(subject);
+  const auto shown = plain(subject), own = plain(MailAskChannel::subject(question));
   const auto at = shown.find(plain(AskChannel::tag(question)));
-  const bool isOwn = at != std::u32string::npos &&
-                     plain(MailAskChannel::subject(question)).starts_with(std::u32string_view(shown).substr(at));
+  const auto fromTag = at == std::u32string::npos ? std::u32string_view() : std::u32string_view(shown).substr(at);
+  const bool isOwn = !fromTag.empty() && (own.starts_with(fromTag) || fromTag.starts_with(own));
   return (isOwn ? shown.substr(0, at) : shown).find(U"re:") != std::u32string::npos;
 }
 
@@ -111,10 +111,21 @@ bool isFromOwner(string_view sender, const std::vector<string>& owners) {
                      [&](const string& owner) { return Text::equalIgnoringCase(addressIn(sender), addressIn(owner)); });
 }
 
+/// Is there a mail beside the reply that Mail's filters can't tell from it, and that somebody else wrote?
+bool hasForgery(string_view output, const Line& reply, const FeedbackItem& question,
+                const std::vector<string>& owners) {
+  const auto subject = plain(reply.subject);
+  const auto lines = Text::split(output, '\n', /*dropEmpty=*/true);
+  return std::any_of(lines.begin(), lines.end(), [&](const string& text) {
+    const auto line = readLine(text, AskChannel::tag(question));
+    return line && line->place == reply.place && !isFromOwner(line->sender, owners) && plain(line->subject) == subject;
+  });
+}
+
 // ---- Settings.
 
-/// As mail.notify reads it.
-string notifyEmail(const HarnessConfig& config) { return string(Text::trim(config.notifyEmail)); }
+/// As mail.notify reads it, without a name, which replies may spell in another way.
+string notifyEmail(const HarnessConfig& config) { return string(addressIn(config.notifyEmail)); }
 
 /// Without an address in the settings, whoever has the tag could answer; then the owner is who Mail's accounts are of.
 std::vector<string> ownersAddresses(const string& notifyEmail) {
@@ -133,6 +144,11 @@ Arguments tagged(const FeedbackItem& question, const string& from, Arguments mor
   return more;
 }
 
+/// Of a reply below a quote, cleaning may leave just the line that introduces the quote, "On Monday, Ann wrote:".
+bool isIntroductionOnly(string_view answer, string_view raw) {
+  return answer.ends_with(':') && answer.find("\n\n") == nowhere && raw.find("\n>") != nowhere;
+}
+
 /// By its exact subject: the question's own mail may stand in the same mailbox, and be as new where several arrived at
 /// once.
 std::optional<string> fetch(const MailAskChannel::ReplyHit& hit, const FeedbackItem& question, const string& from) {
@@ -143,6 +159,7 @@ std::optional<string> fetch(const MailAskChannel::ReplyHit& hit, const FeedbackI
   if (!fetched.ok) return std::nullopt;
   auto answer = MailBody::clean(fetched.output);
   if (answer.empty() || answer == "(no matching message)") return std::nullopt;  // gone meanwhile
+  if (isIntroductionOnly(answer, fetched.output)) return std::nullopt;
   return answer;
 }
 
@@ -208,6 +225,7 @@ std::optional<MailAskChannel::ReplyHit> MailAskChannel::replyHit(string_view out
   for (const auto& text : Text::split(output, '\n', /*dropEmpty=*/true)) {
     const auto line = readLine(text, tag(question));
     if (!line || !isReply(line->subject, question) || !isFromOwner(line->sender, owners)) continue;
+    if (hasForgery(output, *line, question, owners)) continue;
     const auto [account, mailbox] = readPlace(line->place);
     if (!account.empty() && !isDrafts(mailbox))
       return ReplyHit{string(account), string(mailbox), string(line->subject)};

@@ -33,7 +33,8 @@ class MailAskChannel final : public AskChannel {
     bool operator==(const ReplyHit&) const = default;
   };
   /// The first reply to `question`: a mail whose subject has a "re:" that isn't of the question's own words. Drafts
-  /// don't count, nor mail from anybody but `owners`, the owner's addresses, when there are any.
+  /// don't count, nor mail from anybody but `owners`, the owner's addresses, when there are any, nor a reply beside
+  /// which a stranger's mail of the same subject stands.
   static std::optional<ReplyHit> replyHit(std::string_view output, const FeedbackItem& question,
                                           const std::vector<std::string>& owners = {});
   /// The accounts, each once, in the order of their first lines.

@@ -58,6 +58,7 @@ TEST(AskChannels, tellTheReplyFromTheQuestion) {
       {"W/I || d || 1 || me || # Before: or after?\nW/I || d || 1 || me || Re: # Before: or after?",
        "W:I|Re: # Before: or after?"},
       {"W/I || d || 1 || me || # Before:\nW/I || d || 1 || me || Fwd: # Before:  or AFTER?", "-"},
+      {"W/I || d || 1 || me || # Before: or after? re: [EXTERN]", "-"},
       {"W/I || d || 1 || me || # Before: or\nW/I || d || 1 || me || Re: # Bef", "W:I|Re: # Bef"},
       {"W/I || d || 1 || A || B || Re: # this || that", "W:I|Re: # this || that"},
       // Nor is what the owner hasn't sent yet.
@@ -82,6 +83,11 @@ TEST(AskChannels, takeAnAnswerFromTheOwnerAlone) {
     EXPECT_EQ(hit(line, "Go?", {"bo@y.example", "Ann <ann@x.example>"}), counts ? "W:I|Re: #" : "-") << sender;
     EXPECT_EQ(hit(line, "Go?"), "W:I|Re: #");
   }
+  // Mail would give the text of the newest of the two.
+  EXPECT_EQ(hit("W/I || d || 1 || joann@x.example || RE: #\nW/I || d || 1 || ann@x.example || Re: #\n"
+                "W/Archive || d || 1 || ann@x.example || Re: #",
+                "Go?", {"ann@x.example"}),
+            "W:Archive|Re: #");
 }
 
 TEST(AskChannels, listEachAccountOnce) {
