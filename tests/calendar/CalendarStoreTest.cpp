@@ -262,13 +262,21 @@ TEST_F(CalendarStoreTest, bearsWhatNobodyWouldWrite) {
   };
   put("calendars/work/many.ics", file(many + one));
   put("calendars/work/nested.ics", file(nested));
+  std::string zoned;
+  for (int number = 0; number < 3'000; ++number)
+    zoned += fmt::format(
+        "BEGIN:VTIMEZONE\nTZID:{0}\nBEGIN:STANDARD\nDTSTART:16010101T000000\nTZOFFSETFROM:+0100\nTZOFFSETTO:+0200\n"
+        "RRULE:FREQ=YEARLY;BYDAY=MO\nEND:STANDARD\nEND:VTIMEZONE\n"
+        "BEGIN:VEVENT\nUID:{0}\nDTSTART;TZID={0}:20260301T000000\nRRULE:FREQ=MONTHLY\nEND:VEVENT\n",
+        number);
+  put("calendars/work/zoned.ics", file(zoned));
   put("calendars/work/long.ics", title(std::string(3'000'000, 'x')));
   put("calendars/work/folds.ics", title(Text::replaceAll(std::string(300'000, 'x'), "x", "\n ")));
   event("ages", "DTSTART:20260314T090000Z\nDURATION:P99999D\nRRULE:FREQ=SECONDLY");
   event("ever", "DTSTART:00010101T000000Z\nDTEND:99991231T000000Z\nRRULE:FREQ=DAILY\nSUMMARY:\xFF\xFE");
   const auto began = std::chrono::steady_clock::now();
   EXPECT_EQ(store.events(at("2026-03-14"), at("2026-03-15")).size(), 3u);
-  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(60));
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(20));  // with sanitizers
 }
 
 TEST_F(CalendarStoreTest, letsNoEventTakeTheOthersAway) {

@@ -75,11 +75,11 @@ class Effort {
 };
 
 long long stepsOf(const CalendarStore::Event& event) {
-  constexpr std::size_t keeping = 50, bytesAStep = 4;
+  constexpr long long keeping = 50, bytesAStep = 4;
   std::size_t bytes = 0;
   for (const auto* text : {&event.title, &event.location, &event.notes, &event.url})
     bytes += *text ? (*text)->size() : 0;
-  return static_cast<long long>(keeping + bytes / bytesAStep);
+  return keeping + static_cast<long long>(bytes) / bytesAStep;
 }
 
 struct Found {

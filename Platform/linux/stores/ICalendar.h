@@ -20,7 +20,7 @@ namespace ICalendar {
 using ContentLines::Line;
 
 /// VCALENDAR, VEVENT, VTODO, VALARM, VTIMEZONE or any other.
-class Component {
+class Component : public std::enable_shared_from_this<Component> {
  public:
   using Pointer = std::shared_ptr<Component>;
 

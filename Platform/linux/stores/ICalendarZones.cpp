@@ -1,6 +1,7 @@
 #include "Platform/linux/stores/ICalendarZones.h"
 
 #include <algorithm>
+#include <limits>
 #include <set>
 
 #include "Platform/Text.h"
@@ -31,7 +32,7 @@ constexpr sys_days repeatsFrom = year(2100) / January / 1;
 constexpr sys_days repeatsAt = year(2500) / January / 1;
 
 /// When the clocks of a STANDARD or DAYLIGHT part change to it, on the clock before the change.
-std::vector<Wall> onsets(const Component& part, Wall start, seconds before) {
+std::vector<Wall> onsets(const Component& part, Wall start, seconds before, long long& steps) {
   std::vector<Wall> found{start};
   for (const auto* line : part.all("RDATE"))
     for (const auto& listed : parseStamps(*line).value_or(std::vector<ListedStamp>{}))
@@ -43,7 +44,7 @@ std::vector<Wall> onsets(const Component& part, Wall start, seconds before) {
   if (rule->until) until = rule->until->wall + (rule->until->form == Stamp::Form::utc ? before : seconds(0));
   const Span span{start, Wall(repeatsAt.time_since_epoch())};
   constexpr std::size_t most = 5'000;  // a rule that changes the clocks every day isn't one
-  expand(*rule, start, until, span, [&](Wall time) {
+  expand(*rule, start, until, span, steps, [&](Wall time) {
     if (found.size() < most) found.push_back(time);
   });
   return found;
@@ -62,7 +63,7 @@ void gatherZones(const Component& component, std::set<std::string>& ids) {
 
 // ---- One zone.
 
-std::optional<Zone> Zone::of(const Component& definition) {
+std::optional<Zone> Zone::of(const Component& definition, long long& steps) {
   Zone zone;
   std::optional<sys_seconds> earliest;
   for (const auto& part : definition.components()) {
@@ -71,14 +72,14 @@ std::optional<Zone> Zone::of(const Component& definition) {
     const auto* line = part->find("DTSTART");
     const auto start = line == nullptr ? std::nullopt : parseStamp(line->value());
     if (!before || !ahead || !start) return std::nullopt;
-    for (const auto onset : onsets(*part, start->wall, *before)) {
+    for (const auto onset : onsets(*part, start->wall, *before, steps)) {
       const sys_seconds at(onset.time_since_epoch() - *before);
       zone.changes_.push_back({at, *ahead});
       if (!earliest || at < *earliest) zone.first_ = *before;
       earliest = std::min(at, earliest.value_or(at));
     }
   }
-  if (!earliest) return std::nullopt;
+  if (!earliest || steps < 0) return std::nullopt;
   std::stable_sort(zone.changes_.begin(), zone.changes_.end(), [](auto& a, auto& b) { return a.at < b.at; });
   return zone;
 }
@@ -149,21 +150,32 @@ void Zones::define(Component& calendar) {
 
 const Zone* Zones::find(const std::string& id, const Component& calendar) {
   if (const auto* zone = system(id)) return zone;
-  for (const auto& definition : calendar.components("VTIMEZONE")) {
-    if (idOf(*definition) != id) continue;
-    const auto [place, isNew] = byDefinition_.try_emplace(definition->bytes());
-    if (isNew) place->second = Zone::of(*definition);
-    return place->second ? &*place->second : nullptr;
+  if (definedIn_.lock().get() != &calendar) {
+    defined_.clear();
+    definedIn_ = calendar.weak_from_this();
+    for (const auto& definition : calendar.components("VTIMEZONE"))
+      defined_.try_emplace(idOf(*definition), Definition{definition});
   }
-  return nullptr;
+  const auto defined = defined_.find(id);
+  return defined == defined_.end() ? nullptr : zoneOf(defined->second);
+}
+
+const Zone* Zones::zoneOf(Definition& definition) {
+  if (!definition.zone) {
+    const auto [place, isNew] = byDefinition_.try_emplace(definition.component->bytes());
+    if (isNew) place->second = Zone::of(*definition.component, definitionSteps_);
+    definition.zone = place->second ? &*place->second : nullptr;
+  }
+  return *definition.zone;
 }
 
 const Zone* Zones::system(const std::string& id) {
   const auto [place, isNew] = bySystem_.try_emplace(id);
+  long long steps = std::numeric_limits<long long>::max();  // the system's own are to be trusted
   if (isNew)
     if (const auto text = SystemZones::definition(id, SystemZones::Extent::whole))
       if (const auto document = parse("BEGIN:VCALENDAR\r\n" + *text + "END:VCALENDAR\r\n"))
-        place->second = Zone::of(*document->calendars.front()->components().at(0));
+        place->second = Zone::of(*document->calendars.front()->components().at(0), steps);
   return place->second ? &*place->second : nullptr;
 }
 

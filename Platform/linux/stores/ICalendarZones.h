@@ -6,6 +6,7 @@
 #pragma once
 
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,8 +20,8 @@ namespace ICalendar {
 /// What a place's clocks are ahead of UTC, through the years.
 class Zone {
  public:
-  /// Of a VTIMEZONE; nothing when it says nothing of its offsets.
-  static std::optional<Zone> of(const Component& definition);
+  /// Of a VTIMEZONE; nothing when it says nothing of its offsets, or when the steps don't suffice (see `expand`).
+  static std::optional<Zone> of(const Component& definition, long long& steps);
 
   /// A time that a clock change skips moves forward by what was skipped; of one that exists twice the
   /// first is meant.
@@ -54,11 +55,19 @@ class Zones {
   void define(Component& calendar);
 
  private:
+  struct Definition {
+    Component::Pointer component;
+    std::optional<const Zone*> zone = {};  // once it was asked for
+  };
   const Zone* find(const std::string& id, const Component& calendar);
+  const Zone* zoneOf(Definition& definition);
   const Zone* system(const std::string& id);
 
   std::map<std::string, std::optional<Zone>> bySystem_;      // by TZID
   std::map<std::string, std::optional<Zone>> byDefinition_;  // by the VTIMEZONE's bytes
+  std::weak_ptr<const Component> definedIn_;                 // the calendar of these, for one is asked about many times
+  std::map<std::string, Definition> defined_;
+  long long definitionSteps_ = 20'000'000;  // for some hundred zones
 };
 
 }  // namespace ICalendar
