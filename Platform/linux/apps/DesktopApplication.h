@@ -28,7 +28,7 @@ class DesktopApplication : public AppleScript::Application {
   AppleScript::Value property(std::string_view name) final;
   std::vector<AppleScript::ObjectPtr> elements(std::string_view className) final;
   AppleScript::ObjectPtr elementNamed(std::string_view className, std::string_view name) final;
-  AppleScript::ObjectPtr elementWithId(std::string_view className, const AppleScript::Value& id) override;
+  AppleScript::ObjectPtr elementWithId(std::string_view className, const AppleScript::Value& id) final;
   AppleScript::Value perform(const AppleScript::Command& command) final;
 
  protected:
