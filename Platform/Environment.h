@@ -11,6 +11,19 @@ namespace Environment {
 /// The variable's value; nothing when it is unset or empty.
 std::optional<std::string> value(const char* name);
 
+/// Gives a variable another value for as long as it lives. Not for several threads.
+class Setting {
+ public:
+  Setting(const char* name, const std::string& value);
+  ~Setting();
+  Setting(const Setting&) = delete;
+  Setting& operator=(const Setting&) = delete;
+
+ private:
+  const char* name_;
+  std::optional<std::string> before_;
+};
+
 /// The current user's home directory: HOME, else the one of the user database. Never empty.
 std::filesystem::path home();
 

@@ -27,8 +27,10 @@ class FileFailure : public Error {
 namespace Files {
 
 /// The file's bytes; nothing when there is no such file. Throws FileFailure when it is there and
-/// can't be read (a directory, no permission, an I/O error).
+/// can't be read (a directory, a pipe or a device, no permission, an I/O error).
 std::optional<std::string> read(const std::filesystem::path& path);
+/// As `read`, for a file that a person names: pipes and devices too, to their end.
+std::optional<std::string> readAnything(const std::filesystem::path& path);
 
 /// As `read`, with every failure counted as absence.
 std::optional<std::string> readIfPossible(const std::filesystem::path& path) noexcept;

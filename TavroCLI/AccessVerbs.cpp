@@ -78,7 +78,15 @@ struct Setting {
       return ExitStatus::failed;
     }
     DesktopAccess::set(subject, state, recordedAnswer());
+    const bool isDecided = state == "full-access" || state == "denied";
+    PermissionBootstrap::remember(subject, isDecided ? std::optional(state == "full-access") : std::nullopt);
     Terminal::say(label() + ": " + DesktopAccess::state(subject));
+    if (state == "denied" && (subject == "calendar" || subject == "reminders")) {
+      const char* application = subject == "calendar" ? "Calendar" : "Reminders";
+      if (DesktopAccess::state(application) != "denied")
+        Terminal::say(std::string("scripts still control the application: tavro access set ") + application +
+                      " denied");
+    }
     return ExitStatus::done;
   }
 };

@@ -24,7 +24,7 @@ struct Call {
 
 std::string fileText(const std::string& key, const std::string& path) {
   if (path == "-") return Terminal::wholeInput();
-  auto text = Files::read(Environment::expandTilde(path));
+  auto text = Files::readAnything(Environment::expandTilde(path));
   if (!text) throw CommandError(ExitStatus::failed, key + ": there is no file " + path);
   return std::move(*text);
 }

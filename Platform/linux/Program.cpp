@@ -1,4 +1,5 @@
-// The three places of an outside program, the owner's choice first.
+// The three places of an outside program, the owner's choice first. Ours come before the system's: Debian has an
+// /usr/bin/open of its own, which opens files and starts no application.
 #include "Platform/Program.h"
 
 #include <sys/stat.h>
@@ -27,10 +28,8 @@ std::filesystem::path program(std::string_view name) {
     const auto chosen = std::filesystem::path(*directory) / name;
     if (isExecutableFile(chosen)) return chosen;
   }
-  const auto system = pathOnMacOS(name);
-  if (isExecutableFile(system)) return system;
   const auto own = Bundle::url() / "Contents/Desktop" / name;
-  return isExecutableFile(own) ? own : system;
+  return isExecutableFile(own) ? own : pathOnMacOS(name);
 }
 
 }  // namespace Platform

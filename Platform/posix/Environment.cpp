@@ -28,6 +28,17 @@ std::optional<std::string> value(const char* name) {
   return text;
 }
 
+Setting::Setting(const char* name, const std::string& value) : name_(name), before_(Environment::value(name)) {
+  setenv(name_, value.c_str(), 1);
+}
+
+Setting::~Setting() {
+  if (before_)
+    setenv(name_, before_->c_str(), 1);
+  else
+    unsetenv(name_);
+}
+
 std::filesystem::path home() {
   if (auto variable = value("HOME")) return *variable;
   return homeOfTheUserDatabase().value_or("/");

@@ -248,15 +248,13 @@ void createDirectory(const fs::path& path, mode_t mode) {
   if (mkdir(path.c_str(), mode) != 0 && !isDirectory(path)) task.fail(errno);
 }
 
-}  // namespace
-
-std::optional<std::string> read(const fs::path& path) {
-  const Task task{"read", path};
-  const Descriptor file = openFile(path, O_RDONLY);
+/// What is no plain file only where `anything` may be read: a pipe can keep us waiting, and a device never end.
+std::optional<std::string> readOpened(const Task& task, const Descriptor& file, bool anything) {
   if (!file.isOpen() && isAbsence(errno)) return std::nullopt;
   task.check(file.isOpen());
   struct stat entry {};
   task.check(fstat(file.number(), &entry) == 0);
+  if (!anything && !S_ISREG(entry.st_mode)) task.fail(S_ISDIR(entry.st_mode) ? EISDIR : EINVAL);
   // One byte more than the size shows the end without another round; a file of /proc has the size 0.
   std::string bytes(std::max<std::size_t>(static_cast<std::size_t>(std::max<off_t>(entry.st_size, 0)) + 1, 4096), '\0');
   std::size_t filled = 0;
@@ -270,6 +268,16 @@ std::optional<std::string> read(const fs::path& path) {
   }
   bytes.resize(filled);
   return bytes;
+}
+
+}  // namespace
+
+std::optional<std::string> read(const fs::path& path) {
+  return readOpened({"read", path}, openFile(path, O_RDONLY | O_NONBLOCK), false);
+}
+
+std::optional<std::string> readAnything(const fs::path& path) {
+  return readOpened({"read", path}, openFile(path, O_RDONLY), true);
 }
 
 std::optional<std::string> readIfPossible(const fs::path& path) noexcept {

@@ -37,6 +37,8 @@ constexpr std::array<Application, 8> applications = {{
     {"com.apple.systemevents", "System Events"},
 }};
 
+std::string scopeId(const Application& application) { return std::string("automation:") + application.bundle; }
+
 // ---- The cache.
 
 using Cache = std::map<std::string, bool>;  // by scope id
@@ -53,16 +55,21 @@ Cache loadCache() {
   return cache;
 }
 
-/// A scope of unknown state leaves what was known of it. A home that can't be written costs the cache alone.
-void saveCache(const std::vector<ScopeResult>& results) {
-  Cache cache = loadCache();
-  for (const auto& result : results)
-    if (result.granted) cache[result.id] = *result.granted;
+/// A home that can't be written costs the cache alone.
+void save(const Cache& cache) {
   try {
     Files::createDirectories(ConfigDir::url());
     Files::replace(cacheFile(), JsonText::write(Json(cache)));
   } catch (const Error&) {
   }
+}
+
+/// A scope of unknown state leaves what was known of it.
+void saveCache(const std::vector<ScopeResult>& results) {
+  Cache cache = loadCache();
+  for (const auto& result : results)
+    if (result.granted) cache[result.id] = *result.granted;
+  save(cache);
 }
 
 // ---- The applications.
@@ -104,7 +111,7 @@ State stateOf(OSStatus status, const std::string& id, const Cache& cache) {
 }
 
 ScopeResult automationResult(const Application& application, bool ask, const Cache& cache) {
-  const std::string id = std::string("automation:") + application.bundle;
+  const auto id = scopeId(application);
   auto [granted, detail] = stateOf(determine(application.bundle, ask), id, cache);
   return {.id = id, .label = std::string(application.name) + " (control)", .granted = granted, .detail = detail};
 }
@@ -222,6 +229,16 @@ std::vector<ScopeResult> probe() {
   saveCache(found);
   for (const auto& application : launched) quit(application);
   return found;
+}
+
+void remember(std::string_view application, std::optional<bool> granted) {
+  const auto found = std::find_if(applications.begin(), applications.end(),
+                                  [&](const Application& each) { return each.name == application; });
+  if (found == applications.end()) return;
+  Cache cache = loadCache();
+  cache.erase(scopeId(*found));
+  if (granted) cache[scopeId(*found)] = *granted;
+  save(cache);
 }
 
 std::string renderText(const std::vector<ScopeResult>& results) {

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace PermissionBootstrap {
@@ -27,6 +28,10 @@ std::vector<ScopeResult> status();
 /// the applications that don't run, waits up to 6 seconds for each, and quits them afterwards. Keeps the answers; one
 /// that isn't known leaves the one that was kept before.
 std::vector<ScopeResult> probe();
+
+/// What is known of an application while it is closed, where the owner's settings have changed it; nothing forgets it.
+/// A home that can't be written costs that alone.
+void remember(std::string_view application, std::optional<bool> granted);
 
 /// A line each: a mark, the label in 22 characters, the detail.
 std::string renderText(const std::vector<ScopeResult>& results);

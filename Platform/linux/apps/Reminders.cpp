@@ -81,11 +81,13 @@ Value dueDate(const std::optional<CalendarStore::Due>& due) {
   return Date{due->at.time_since_epoch().count()};
 }
 
-std::optional<CalendarStore::Due> due(const Value& value, bool hasTime) {
+/// A midnight means the day, which is the same wherever the owner is, unless the reminder has been given a time.
+std::optional<CalendarStore::Due> due(const Value& value, bool isDay, const std::optional<CalendarStore::Due>& before) {
   if (value.isMissing()) return std::nullopt;
   const auto at = wall(asDate(value));
-  return CalendarStore::Due{.at = hasTime ? at : ICalendar::Wall(std::chrono::floor<std::chrono::days>(at)),
-                            .hasTime = hasTime};
+  const ICalendar::Wall day(std::chrono::floor<std::chrono::days>(at));
+  const bool hasTime = !isDay && (at != day || (before && before->hasTime));
+  return CalendarStore::Due{.at = hasTime ? at : day, .hasTime = hasTime};
 }
 
 int priority(const Value& value) {
@@ -109,7 +111,7 @@ bool set(CalendarStore::Reminder& reminder, std::string_view name, const Value& 
     reminder.completedAt = optionalInstant(value);
     reminder.isCompleted = reminder.completedAt.has_value();
   } else if (name == "due date" || name == "allday due date") {
-    reminder.due = due(value, name == "due date");
+    reminder.due = due(value, name != "due date", reminder.due);
   } else if (name == "remind me date") {
     reminder.remindsAt = optionalInstant(value);
   } else if (name == "priority") {

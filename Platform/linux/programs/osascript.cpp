@@ -79,7 +79,7 @@ std::optional<std::string> sourceOf(const Call& call) {
   if (call.statements) return call.statements;
   if (call.file.empty() || call.file == "-")
     return std::string(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>());
-  return Files::read(call.file);
+  return Files::readAnything(call.file);
 }
 
 int report(const Call& call, const AppleScript::Outcome& outcome) {
