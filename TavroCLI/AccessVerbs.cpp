@@ -28,9 +28,6 @@ ExitStatus print(const std::vector<PermissionBootstrap::ScopeResult>& results, b
   return ExitStatus::done;
 }
 
-/// Refuses inside an automation's run. Whether there is somebody to ask is another matter.
-void requireOwner(std::string_view verb) { Owner::Consent{.given = true}.require(verb); }
-
 // ---- The desktop's settings.
 
 struct Setting {
@@ -71,7 +68,7 @@ struct Setting {
   }
 
   ExitStatus apply() const {
-    requireOwner("access set");
+    Owner::require("access set");
     check();
     if (!isConfirmed()) {
       Terminal::say(label() + " stays as it is");
@@ -101,7 +98,7 @@ Work status(CLI::App& command) {
 
 Work setup(CLI::App& command) {
   return listing(command, [](bool json) {
-    requireOwner("access setup");
+    Owner::require("access setup");
     ConfigDir::ensure();
     return print(PermissionBootstrap::probe(), json);
   });

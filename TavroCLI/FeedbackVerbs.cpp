@@ -133,9 +133,6 @@ struct Listing {
   }
 };
 
-/// Who types what they have to say has consented by that.
-void requireOwner(std::string_view verb) { Owner::Consent{.given = true}.require(verb); }
-
 [[noreturn]] void wrong(const std::string& text) { throw CommandError(ExitStatus::wrongUsage, text); }
 
 /// The text of the command line, or of standard input where it is "-" or left out. Repaired, and never blank.
@@ -278,7 +275,7 @@ Work tell(CLI::App& command) {
   command.add_option("--expires-hours", telling->expiresHours, "Let it expire after so many hours");
   command.footer(fromInput);
   return [telling] {
-    requireOwner("feedback tell");
+    Owner::require("feedback tell");
     return telling->run();
   };
 }
@@ -299,7 +296,7 @@ Work answer(CLI::App& command) {
   command.add_option("TEXT", reply->text, "What the automation reads at its next run");
   command.footer(fromInput);
   return [reply] {
-    requireOwner("answer");
+    Owner::require("answer");
     return reply->run();
   };
 }

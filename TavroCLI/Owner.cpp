@@ -9,19 +9,24 @@
 
 namespace Owner {
 
+void require(std::string_view verb) {
+  if (const auto loop = Environment::value("VENDRY_RUN")) {
+    throw CommandError(ExitStatus::denied, std::string(verb) +
+                                               " is the owner's alone, and this is a run of the automation \"" + *loop +
+                                               "\"; it has to be done from a terminal of the owner's");
+  }
+}
+
 void Consent::declare(CLI::App& command) {
   command.add_flag("-y,--yes", given, "Don't ask; for use without a terminal");
 }
 
 void Consent::require(std::string_view verb) const {
-  const std::string name(verb);
-  if (const auto loop = Environment::value("VENDRY_RUN")) {
-    throw CommandError(ExitStatus::denied, name + " is the owner's alone, and this is a run of the automation \"" +
-                                               *loop + "\"; it has to be done from a terminal of the owner's");
-  }
+  Owner::require(verb);
   if (!given && !Terminal::canAsk()) {
-    throw CommandError(ExitStatus::wrongUsage,
-                       name + " asks before it acts, and there is no terminal to ask on; --yes says yes beforehand");
+    throw CommandError(
+        ExitStatus::wrongUsage,
+        std::string(verb) + " asks before it acts, and there is no terminal to ask on; --yes says yes beforehand");
   }
 }
 

@@ -10,6 +10,9 @@ namespace Owner {
 /// The actor under which the audit knows the owner.
 inline constexpr const char* actor = "owner";
 
+/// Throws CommandError, denied, inside an automation's run. For verbs whose words are consent enough.
+void require(std::string_view verb);
+
 /// Consent for one command: `--yes`, or an answer on the terminal for each matter.
 struct Consent {
   bool given = false;  // --yes

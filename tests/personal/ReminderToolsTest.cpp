@@ -93,6 +93,9 @@ TEST_F(ReminderToolsTest, makeAReminderWithNoMoreThanAName) {
   const std::string odd = "\"Quoted\" \\ back, 'single'; $(x) ` 😀 é";
   EXPECT_EQ(callTool("reminder.add", {{"name", odd}, {"notes", odd + "\n" + odd}}), "OK reminder created");
   EXPECT_EQ(call("add", "name=Tax;due=2028-02-29 18:30"), "OK reminder created");
+  ::setenv("TZ", "America/New_York", 1);  // the same day there
+  EXPECT_THAT(call("find"), testing::HasSubstr("2028-02-29 00:00"));
+  ::setenv("TZ", "Europe/Berlin", 1);
   for (const auto* day : {"tomorrow", "2026-13-01", "2026-3-14", "14.03.2026"})
     EXPECT_EQ(call("add", "name=Tax;due=" + std::string(day)),
               "can't parse due=\"" + std::string(day) + "\" - use YYYY-MM-DD or \"YYYY-MM-DD HH:MM\".");

@@ -58,6 +58,10 @@ TEST(Files, readToldApartFromAbsence) {
   const TemporaryDirectory folder;
   EXPECT_EQ(Files::read(folder / "none"), std::nullopt);
   EXPECT_EQ(failureOf([&] { Files::read(folder.path()); }), EISDIR);
+  ASSERT_EQ(mkfifo((folder / "waiting").c_str(), 0600), 0);
+  for (const fs::path& endless : {folder / "waiting", fs::path("/dev/zero")})
+    EXPECT_EQ(failureOf([&] { Files::read(endless); }), EINVAL);
+  EXPECT_EQ(Files::readAnything("/dev/null"), "");
   EXPECT_EQ(Files::readIfPossible(folder.path()), std::nullopt);
   const std::string bytes("\0\xFF\r\n", 4);
   Files::replace(folder / "file", bytes);

@@ -166,11 +166,6 @@ Stamp ownClock() {
   return zone ? Stamp{.form = Stamp::Form::zoned, .zone = *zone} : Stamp{};
 }
 
-std::optional<Stamp> stampOf(const Component& component, const char* name) {
-  const auto* line = component.find(name);
-  return line == nullptr ? std::nullopt : ICalendar::parseStamp(*line);
-}
-
 }  // namespace
 
 // ---- Occurrences.
@@ -226,7 +221,7 @@ CalendarStore::FiledEvent CalendarStore::filedEvent(Place place, const ICalendar
   if (const auto* rule = component.find("RRULE")) event.recurrence = rule->value();
   const auto sequence = Text::parseInteger(Text::trim(component.text("SEQUENCE").value_or("")));
   event.sequence = std::clamp(sequence.value_or(0), 0LL, 1'000'000'000LL);
-  const auto stamp = stampOf(component, "DTSTAMP");
+  const auto stamp = CalendarItems::stampOf(component, "DTSTAMP");
   if (stamp && stamp->form == Stamp::Form::utc) event.stamped = sys_seconds(stamp->wall.time_since_epoch());
   return event;
 }
@@ -253,7 +248,7 @@ void CalendarStore::setTimes(Component& component, const Component& calendar, co
   if (!isMoved && old.ends == event.ends) return;
   const auto form = [&](const char* name, const Stamp& otherwise) {
     if (event.isAllDay) return Stamp{.form = Stamp::Form::date};
-    const auto stamp = stampOf(component, name);
+    const auto stamp = CalendarItems::stampOf(component, name);
     const bool stays = stamp && !stamp->isDate() && !(turnsRepeated && stamp->form == Stamp::Form::utc);
     return stays ? *stamp : otherwise;
   };

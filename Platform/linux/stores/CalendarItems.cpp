@@ -16,6 +16,11 @@ void refuse(const std::filesystem::path& file) {
               " was changed by another program since it was read; nothing was written to it. Try again.");
 }
 
+std::optional<ICalendar::Stamp> stampOf(const Component& item, const char* name) {
+  const auto* line = item.find(name);
+  return line == nullptr ? std::nullopt : ICalendar::parseStamp(*line);
+}
+
 std::string uidOf(const Component& item) { return std::string(Text::trim(item.text("UID").value_or(""))); }
 
 Dates::Instant onCalendar(Dates::Instant instant) {

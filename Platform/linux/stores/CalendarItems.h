@@ -7,6 +7,7 @@
 
 #include "Platform/Dates.h"
 #include "Platform/linux/stores/ICalendar.h"
+#include "Platform/linux/stores/ICalendarTime.h"
 
 namespace CalendarItems {
 
@@ -15,6 +16,8 @@ using ICalendar::Component;
 [[noreturn]] void refuse(const std::filesystem::path& file);
 
 std::string uidOf(const Component& item);
+/// The date or time of a property; nothing where there is none, or none that can be read.
+std::optional<ICalendar::Stamp> stampOf(const Component& item, const char* name);
 
 /// Times that files can't hold are as good as the first or the last that they can.
 Dates::Instant onCalendar(Dates::Instant instant);

@@ -26,22 +26,17 @@ bool isCompleted(const Component& todo) {
   return todo.find("COMPLETED") != nullptr;
 }
 
-std::optional<Stamp> stampOf(const Component& component, const char* name) {
-  const auto* line = component.find(name);
-  return line == nullptr ? std::nullopt : ICalendar::parseStamp(*line);
-}
-
 const Stamp floating{};
 
 std::optional<CalendarStore::Due> dueOf(const Component& todo, const Component& calendar, ICalendar::Zones& zones) {
-  const auto stamp = stampOf(todo, "DUE");
+  const auto stamp = CalendarItems::stampOf(todo, "DUE");
   if (!stamp) return std::nullopt;
   if (stamp->isDate()) return CalendarStore::Due{.at = stamp->wall, .hasTime = false};
   return CalendarStore::Due{.at = zones.wall(zones.instant(*stamp, calendar), floating, calendar), .hasTime = true};
 }
 
 std::optional<Dates::Instant> instantOf(const Component& component, const char* name) {
-  const auto stamp = stampOf(component, name);
+  const auto stamp = CalendarItems::stampOf(component, name);
   if (!stamp || stamp->form != Stamp::Form::utc) return std::nullopt;
   return Dates::Instant(seconds(stamp->wall.time_since_epoch()));
 }
@@ -255,14 +250,14 @@ void CalendarStore::setDue(Component& todo, const Component& calendar, const std
   if (due) requireOnCalendar(zones_.instant({.wall = due->at}, calendar));
   todo.remove("DURATION");
   if (!due) return todo.remove("DUE");
-  auto form = stampOf(todo, "DUE").value_or(Stamp{.form = Stamp::Form::date});
+  auto form = CalendarItems::stampOf(todo, "DUE").value_or(Stamp{.form = Stamp::Form::date});
   if (!due->hasTime) form = {.form = Stamp::Form::date};
   if (due->hasTime && form.isDate()) form = {.form = Stamp::Form::utc};
   const auto set = [&](const char* name, ICalendar::Wall local) {
     const auto stamp = zones_.stamp(onCalendar(zones_.instant({.wall = local}, calendar)), form, calendar);
     todo.set(name, stamp.parameters(), stamp.value());
   };
-  if (const auto start = stampOf(todo, "DTSTART")) {
+  if (const auto start = CalendarItems::stampOf(todo, "DTSTART")) {
     const auto begins = zones_.wall(zones_.instant(*start, calendar), floating, calendar);
     set("DTSTART", std::min(due->at, old ? begins + (due->at - old->at) : begins));
   }
@@ -296,13 +291,13 @@ std::optional<Dates::Instant> CalendarStore::nextDate(const Component& todo, con
 
 /// False where there is no next date, or nothing to count from.
 bool CalendarStore::moveOn(Component& todo, const Component& calendar) {
-  const auto anchor = stampOf(todo, anchorOf(todo));
+  const auto anchor = CalendarItems::stampOf(todo, anchorOf(todo));
   const auto next = anchor ? nextDate(todo, calendar, *anchor) : std::nullopt;
   if (!next) return false;
   const auto shift = zones_.wall(*next, *anchor, calendar) - anchor->wall;
   countDown(todo, anchor->wall, anchor->wall + shift);
   for (const char* name : {"DTSTART", "DUE"}) {
-    const auto stamp = stampOf(todo, name);
+    const auto stamp = CalendarItems::stampOf(todo, name);
     if (!stamp) continue;
     const auto then = onCalendar(zones_.instant(stamp->with(stamp->wall + shift), calendar));
     const auto moved = zones_.stamp(then, *stamp, calendar);
