@@ -307,28 +307,4 @@ TEST_F(CalendarStoreTest, letsNoEventTakeTheOthersAway) {
   }
 }
 
-TEST_F(CalendarStoreTest, listsDirectoriesByTheirNamesForPeople) {
-  put("calendars/b/x.ics", odd);
-  put("calendars/b/displayname", "Über uns\n");
-  put("calendars/a/color", "#ff0000");
-  put("calendars/.hidden/displayname", "no");
-  put("calendars/file", "no");
-  ASSERT_EQ(store.calendars().size(), 2u);
-  EXPECT_EQ(store.calendars()[0].title, "a");
-  EXPECT_EQ(store.calendars()[1].title, "Über uns");
-  EXPECT_EQ(store.calendars()[1].id, "b");
-  EXPECT_TRUE(store.lists().empty());
-}
-
-TEST_F(CalendarStoreTest, passesOverALargeCalendarQuickly) {
-  for (int number = 0; number < 20'000; ++number)
-    put("calendars/work/" + std::to_string(number) + ".ics",
-        replaced(odd, "20260314T090000Z\r\nDTEND:20260314T100000Z",
-                 fmt::format("{}0314T090000Z\r\nDTEND:{}0314T100000Z", 2000 + number % 20, 2000 + number % 20)));
-  event("w", "DTSTART:20260302T090000\nRRULE:FREQ=WEEKLY");
-  const auto began = std::chrono::steady_clock::now();
-  EXPECT_EQ(found("2026-03-02", "2026-03-08"), "03-02 09:00 w");
-  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(60));  // with sanitizers
-}
-
 }  // namespace

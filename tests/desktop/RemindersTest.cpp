@@ -75,34 +75,6 @@ TEST_F(RemindersTest, keepWhatScriptsSayOfThem) {
   for (const auto& [script, result] : steps) EXPECT_EQ(tell("Reminders", script), result) << script;
 }
 
-TEST_F(RemindersTest, takeTheCatalogueScripts) {
-  todos("home/x", {"UID:1\nSUMMARY:Buy milk\n", "SUMMARY:Sell MILK\n", "UID:1\nSUMMARY:Milk the cow\n", "UID:2\n"});
-  todos("work/y", {"UID:1\nSUMMARY:milk run\nX-Keep:me\n"});
-  struct Row {
-    const char* script;
-    std::vector<std::string> arguments;
-    const char* answer;
-  };
-  const std::vector<Row> rows = {
-      {"reminderComplete", {"home", "milk", "1"}, "OK updated 3 reminder(s)"},
-      {"reminderComplete", {"", "nothing", "1"}, "OK updated 0 reminder(s)"},
-      {"reminderComplete", {"", "SELL", "0"}, "OK updated 1 reminder(s)"},
-      {"reminderComplete",
-       {"nowhere", "milk", "1"},
-       "Can’t get list 1 whose name = \"nowhere\". Invalid index. (-1719)"},
-      {"reminderAddList", {"WORK"}, "OK list exists: WORK"},
-      {"reminderRenameList", {"nowhere", "x"}, "(no list named nowhere)"},
-      {"reminderRenameList", {"work", "Büro/2"}, "OK list renamed: work -> Büro/2"},
-      {"reminderAdd", {"Bill", "büro/2", "2026-03-29 11:00", "pay"}, "OK reminder created"},
-      {"reminderDelete", {"", "i"}, "OK deleted 5 reminder(s)"},
-  };
-  for (const auto& [script, arguments, answer] : rows)
-    EXPECT_THAT(runScript(script, arguments), testing::EndsWith(answer)) << script << arguments.front();
-  EXPECT_EQ(stored("home").size(), 1u);
-  EXPECT_EQ(get("reminders/work/displayname"), "Büro/2");
-  EXPECT_EQ(Files::list(root / "reminders/work"), std::vector<std::string>{"displayname"});
-}
-
 TEST_F(RemindersTest, areHitOneByOneInAFileOfMany) {
   todos("home/x",
         {"SUMMARY:a\n", "SUMMARY:b\nX-Odd;A=\"1:2\":x\\,y\n  z\n", "SUMMARY:c\n", "SUMMARY:b\n", "SUMMARY:e\n"});
