@@ -77,7 +77,7 @@ TEST(MimeHeaders, tellsWhereMailCanBeSent) {
   for (const auto* good : {"ann@x.example", "a.b+c@x", "\"a,b\"@x", "jörg@dömain.example", "a@[192.0.2.1]"})
     EXPECT_TRUE(Mime::isAddress(good)) << good;
   for (const auto* bad : {"", "ann", "@x", "ann@", "a b@x", "a@b@c", "a@b, c@d", "a@b>", "a@b\nBcc: c@d", "\"a\n\"@x",
-                          "a@b;c", "a@[x] y", "a\xFF@b", "(a)@b", "a\u2028b@c", "a@b\u0085"})
+                          "a@b;c", "a@[x] y", "a\xFF@b", "(a)@b", "a\u2028b@c", "a@b\u0085", "\"a<b\"@c"})
     EXPECT_FALSE(Mime::isAddress(bad)) << bad;
 }
 

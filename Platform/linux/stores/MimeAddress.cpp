@@ -155,12 +155,13 @@ bool isAtomText(string_view text) {
   });
 }
 
-/// With blanks in it such an address would be legal, and nobody's.
+/// With blanks or angles in it such an address would be legal, and nobody's.
 bool isQuotedString(string_view text) {
   if (text.size() < 3 || text.front() != '"' || text.back() != '"') return false;
   text = text.substr(1, text.size() - 2);
-  return std::none_of(text.begin(), text.end(),
-                      [](char c) { return c == '"' || c == '\\' || (c >= 0 && c <= ' ') || c == 0x7F; });
+  return std::none_of(text.begin(), text.end(), [](char c) {
+    return (c >= 0 && c <= ' ') || c == 0x7F || string_view("\"\\<>").find(c) != string_view::npos;
+  });
 }
 
 bool isDomain(string_view text) {
