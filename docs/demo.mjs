@@ -62,10 +62,14 @@ try {
   await call("mail_search", { from: "Mira", limit: "3" });
   await call("mail_body", { account: "Sample", mailbox: "INBOX", subjectContains: "release notes" });
   await call("contact_find", { query: "an", limit: "3" });
+  await call("cal_find", { days: "3" });
 
   heading("3. A create runs in the mode copilote");
   await call("note_add", { title: "Trip to Lisbon", body: "<ul><li>Tickets</li><li>Rooms</li></ul>" });
   await call("note_read", { name: "lisbon" });
+  await call("cal_add", { calendar: "Home", summary: "Pack for Lisbon", days: "1", hour: "18" });
+  await call("reminder_add", { name: "Print the tickets", list: "Errands" });
+  await call("cal_find", { days: "3", contains: "lisbon" });
 
   heading("4. A destructive action waits for the owner, with what it would touch");
   const queued = await call("mail_move", { account: "Sample", mailbox: "INBOX", dest: "Archive", from: "Orchard Books" });

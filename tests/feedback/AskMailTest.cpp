@@ -95,6 +95,7 @@ TEST_F(AskMailTest, readsTheReplyAsMailProgramsWriteIt) {
        "<blockquote type=\"cite\">Where: here or there?</blockquote></body></html>\n",
        "There & then."},
       {"\n> Where: here or there?\n", "(none)"},
+      {"\n* Me <me@work.example> [2026-11-23 06:25]:\n> Where: here or there?\n\nHere.\n", "(none)"},
   };
   for (const auto& [body, text] : replies) {
     const auto item = asked(longQuestion);
