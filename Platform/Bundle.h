@@ -12,6 +12,10 @@ namespace Bundle {
 /// Contents/<something>/ it is the directory that holds Contents.
 const std::filesystem::path& url();
 
+/// The running executable, symbolic links resolved; empty when the system doesn't tell. After an upgrade it may not
+/// exist any more.
+const std::filesystem::path& executable();
+
 /// A file of Contents/Resources; it may not exist.
 std::filesystem::path resource(const char* name);
 

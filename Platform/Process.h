@@ -41,8 +41,12 @@ struct Command {
   std::filesystem::path program;                    // run as it stands; PATH is searched only without a "/"
   std::vector<std::string> arguments = {};          // without the program's own name; no NUL bytes
   std::optional<std::string> input = std::nullopt;  // text for standard input; absent: inherited
+  std::optional<std::filesystem::path> inputFile = std::nullopt;  // instead, when it can be opened
   Output output = Output::capture;
   Output errors = Output::capture;
+  /// Both outputs are appended to this file instead, which is made where there is none; when it can't be opened they
+  /// are discarded.
+  std::optional<std::filesystem::path> log = std::nullopt;
   std::map<std::string, std::string> environment = {};  // set on top of our own
   std::optional<std::filesystem::path> directory = std::nullopt;
   bool ownPrivacyIdentity = false;  // the child answers for its own privacy permissions (macOS only)
@@ -53,6 +57,8 @@ struct Status {
   int code = 0;         // exit status, 0 to 255, when `exited`
   int signal = 0;       // the signal's number, when not `exited`
   bool ok() const noexcept { return exited && code == 0; }
+  /// One number for both ends, as shells have it: 128 plus the signal's number.
+  int shellCode() const noexcept { return exited ? code : 128 + signal; }
 };
 
 struct Result {
@@ -73,5 +79,9 @@ void detach(const Command& command);
 
 /// Is a process of this id alive (a zombie is not)?
 bool isAlive(pid_t process);
+
+/// A line that no other process has or will have, whatever its id: where and when it was started. Empty when there is
+/// none of this id, or the system can't tell.
+std::string identity(pid_t process);
 
 }  // namespace Process

@@ -15,6 +15,7 @@
 #include <fstream>
 #include <system_error>
 
+#include "Platform/Text.h"
 #include "Platform/posix/Descriptor.h"
 
 extern char** environ;
@@ -119,6 +120,9 @@ class FileActions {
 
   void give(const Descriptor& ours, int theirs) {
     check(posix_spawn_file_actions_adddup2(&actions_, ours.number(), theirs));
+  }
+  void read(const std::filesystem::path& file, int theirs) {
+    check(posix_spawn_file_actions_addopen(&actions_, theirs, file.c_str(), O_RDONLY, 0));
   }
   void discard(int theirs) { check(posix_spawn_file_actions_addopen(&actions_, theirs, "/dev/null", O_WRONLY, 0)); }
   void enter(const std::filesystem::path& directory) {
@@ -259,7 +263,19 @@ void exchange(Descriptor& input, std::string_view text, Descriptor& output, Desc
   }
 }
 
-Pipe connectOutput(const Command& command, Output output, int handle, FileActions& actions) {
+/// Closed when there is no log, or it can't be opened.
+Descriptor openLog(const Command& command) {
+  if (!command.log) return Descriptor();
+  return aboveStandardHandles(
+      Descriptor(open(command.log->c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600)));
+}
+
+Pipe connectOutput(const Command& command, Output output, const Descriptor& log, int handle, FileActions& actions) {
+  if (log.isOpen()) {
+    actions.give(log, handle);
+    return {};
+  }
+  if (command.log) output = Output::discard;
   if (output == Output::discard) actions.discard(handle);
   if (output != Output::capture) return {};
   Pipe pipe = makePipe(command);
@@ -268,6 +284,7 @@ Pipe connectOutput(const Command& command, Output output, int handle, FileAction
 }
 
 Pipe connectInput(const Command& command, FileActions& actions) {
+  if (command.inputFile && access(command.inputFile->c_str(), R_OK) == 0) actions.read(*command.inputFile, 0);
   if (!command.input) return {};
   Pipe pipe = makePipe(command);
   actions.give(pipe.read, 0);
@@ -322,8 +339,9 @@ Result run(const Command& command) {
   FileActions actions(command.program.native());
   Child child;  // goes after the pipes, whose closing ends a child that is left alone
   Pipe input = connectInput(command, actions);
-  Pipe output = connectOutput(command, command.output, 1, actions);
-  Pipe errors = connectOutput(command, command.errors, 2, actions);
+  const Descriptor log = openLog(command);
+  Pipe output = connectOutput(command, command.output, log, 1, actions);
+  Pipe errors = connectOutput(command, command.errors, log, 2, actions);
   if (command.directory) actions.enter(*command.directory);
   actions.closeTheRest();
   child.start(command, actions);
@@ -351,14 +369,33 @@ void detach(const Command& command) {
   if (told == sizeof failure) throw LaunchFailure(Stage::spawn, failure, command.program.native());
 }
 
+namespace {
+
+/// What /proc/<process>/stat holds behind the program's name (proc(5)): the state, the parent, ... Empty without /proc.
+std::vector<std::string> statistics(pid_t process) {
+  std::ifstream file(fmt::format("/proc/{}/stat", process));
+  std::string text{std::istreambuf_iterator<char>(file), {}};
+  const std::size_t name = text.rfind(')');  // a program's name may hold anything, ") Z" too
+  if (name == std::string::npos) return {};
+  return Text::split(Text::trim(std::string_view(text).substr(name + 1)), ' ');
+}
+
+}  // namespace
+
 bool isAlive(pid_t process) {
   if (process <= 0 || (kill(process, 0) != 0 && errno == ESRCH)) return false;
-  std::ifstream file(fmt::format("/proc/{}/stat", process));
-  std::string line;
-  if (!std::getline(file, line)) return true;  // no /proc: the kernel's first answer stands
-  const std::size_t name = line.rfind(')');    // a program's name may hold anything, ") Z" too
-  const char state = name + 2 < line.size() ? line[name + 2] : '?';
-  return state != 'Z' && state != 'X';
+  const auto fields = statistics(process);
+  return fields.empty() ||
+         (fields.front() != "Z" && fields.front() != "X");  // without /proc the kernel's answer stands
+}
+
+std::string identity(pid_t process) {
+  constexpr std::size_t startTime = 19;  // in clock ticks since the computer's start
+  const auto fields = statistics(process);
+  std::ifstream file("/proc/sys/kernel/random/boot_id");
+  std::string start;
+  if (fields.size() <= startTime || !std::getline(file, start)) return "";
+  return start + " " + fields[startTime];
 }
 
 }  // namespace Process

@@ -6,7 +6,7 @@
 
 bool isSafeLoopName(std::string_view name) {
   constexpr std::size_t longest = 100;
-  if (name.size() > longest) return false;
+  if (name.size() > longest || name.ends_with(' ') || !Text::isValidUTF8(name)) return false;
   const std::u32string points = Text::codePoints(name);
   const auto goesOn = [](char32_t point) {
     return Text::isLetterOrDigit(point) || Text::isMark(point) || point == U' ' || point == U'-' || point == U'_';

@@ -5,5 +5,5 @@
 #include <string_view>
 
 /// 1 to 100 bytes of UTF-8 that begin with a letter or digit of any script and go on with letters,
-/// digits and marks of any script, blanks, "-" and "_". So no "/", no leading dot, no quote.
+/// digits and marks of any script, blanks, "-" and "_", and don't end in a blank. So no "/", no leading dot, no quote.
 bool isSafeLoopName(std::string_view name);

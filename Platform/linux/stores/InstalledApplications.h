@@ -13,7 +13,7 @@ struct Application {
   bool isBackground = false;  // a helper of the system: it always runs, nobody quits it, and no list shows it
 };
 
-inline constexpr std::array<Application, 8> all = {{
+inline constexpr std::array<Application, 10> all = {{
     {"Mail", "com.apple.mail"},
     {"Calendar", "com.apple.iCal"},
     {"Reminders", "com.apple.reminders"},
@@ -21,6 +21,8 @@ inline constexpr std::array<Application, 8> all = {{
     {"Notes", "com.apple.Notes"},
     {"Messages", "com.apple.MobileSMS"},
     {"Finder", "com.apple.finder"},
+    {"Terminal", "com.apple.Terminal"},
+    {"iTerm2", "com.googlecode.iterm2"},
     {"System Events", "com.apple.systemevents", true},
 }};
 

@@ -1,0 +1,3 @@
+#include "Platform/Screens.h"
+
+std::vector<Screens::Screen> Screens::all() { return {}; }

@@ -1,0 +1,133 @@
+// Property lists by libplist, as the module Contents/PlugIns/propertylists.so.
+#include <plist/plist.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "Platform/Error.h"
+#include "Platform/Json.h"
+#include "Platform/linux/PlugIn.h"
+
+namespace {
+
+using Node = std::unique_ptr<void, decltype(&plist_free)>;
+using Characters = std::unique_ptr<char, decltype(&std::free)>;
+
+plist_t node(const Json& value) {
+  switch (value.type()) {
+    case Json::value_t::string:
+      return plist_new_string(value.get_ref<const std::string&>().c_str());
+    case Json::value_t::boolean:
+      return plist_new_bool(value.get<bool>());
+    case Json::value_t::number_integer:
+    case Json::value_t::number_unsigned:
+      return plist_new_int(value.get<std::int64_t>());
+    case Json::value_t::number_float:
+      return plist_new_real(value.get<double>());
+    case Json::value_t::array: {
+      plist_t array = plist_new_array();
+      for (const auto& item : value) plist_array_append_item(array, node(item));
+      return array;
+    }
+    case Json::value_t::object: {
+      plist_t dictionary = plist_new_dict();
+      for (const auto& [key, item] : value.items()) plist_dict_set_item(dictionary, key.c_str(), node(item));
+      return dictionary;
+    }
+    default:
+      throw Error("a property list has no null");
+  }
+}
+
+struct TooDeep {};
+
+Json value(plist_t node, std::size_t depth = 0);
+
+Json array(plist_t node, std::size_t depth) {
+  Json result = Json::array();
+  for (std::uint32_t i = 0; i < plist_array_get_size(node); ++i)
+    result.push_back(value(plist_array_get_item(node, i), depth + 1));
+  return result;
+}
+
+Json dictionary(plist_t node, std::size_t depth) {
+  Json result = Json::object();
+  plist_dict_iter place = nullptr;
+  plist_dict_new_iter(node, &place);
+  const Characters keepsPlace(static_cast<char*>(place), &std::free);
+  for (;;) {
+    char* key = nullptr;
+    plist_t item = nullptr;
+    plist_dict_next_item(node, place, &key, &item);
+    const Characters keepsKey(key, &std::free);
+    if (key == nullptr || item == nullptr) return result;
+    result[key] = value(item, depth + 1);
+  }
+}
+
+std::string text(plist_t node) {
+  char* characters = nullptr;
+  plist_get_string_val(node, &characters);
+  const Characters keeps(characters, &std::free);
+  return characters == nullptr ? "" : characters;
+}
+
+Json integer(plist_t node) {
+  std::int64_t number = 0;
+  plist_get_int_val(node, &number);
+  return number;
+}
+
+Json value(plist_t node, std::size_t depth) {
+  if (depth > JsonText::depthLimit) throw TooDeep();
+  switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN: {
+      std::uint8_t flag = 0;
+      plist_get_bool_val(node, &flag);
+      return flag != 0;
+    }
+    case PLIST_INT:
+      return integer(node);
+    case PLIST_REAL: {
+      double number = 0;
+      plist_get_real_val(node, &number);
+      return number;
+    }
+    case PLIST_STRING:
+      return text(node);
+    case PLIST_ARRAY:
+      return array(node, depth);
+    case PLIST_DICT:
+      return dictionary(node, depth);
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace
+
+TAVRO_PLUG_IN std::string* propertyListXML(const Json& value) {
+  const Node root(node(value), &plist_free);
+  char* characters = nullptr;
+  std::uint32_t length = 0;
+  plist_to_xml(root.get(), &characters, &length);
+  const Characters keeps(characters, &std::free);
+  if (characters == nullptr) throw Error("the property list can't be written");
+  return new std::string(characters, length);
+}
+
+/// Null where the bytes are no property list.
+TAVRO_PLUG_IN Json* propertyListValue(std::string_view bytes) try {
+  if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) return nullptr;
+  plist_t parsed = nullptr;
+  plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &parsed);
+  if (parsed == nullptr) return nullptr;
+  const Node root(parsed, &plist_free);
+  return new Json(value(root.get()));
+} catch (const TooDeep&) {
+  return nullptr;
+}

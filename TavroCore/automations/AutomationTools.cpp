@@ -1,0 +1,3 @@
+#include "TavroCore/automations/AutomationTools.h"
+
+std::vector<Tool> AutomationTools::all() { return {}; }
