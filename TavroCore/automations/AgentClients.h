@@ -7,8 +7,8 @@
 #include <vector>
 
 struct AgentClient {
-  std::string id;       // as automations store it
-  std::string display;  // for people
+  std::string id;                              // as automations store it
+  std::string display;                         // for people
   std::vector<std::string> modelOptions = {};  // empty: free text
   std::string modelPlaceholder = {};           // the hint in a free field
   bool supportsEffort = false;

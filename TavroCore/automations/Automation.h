@@ -24,12 +24,12 @@ struct Automation {
   std::optional<std::string> effort;
   std::optional<std::string> cwd;
   Schedule schedule;
-  bool visible = true;              // in a window; else in a session in the background
-  std::optional<long long> screen;  // index of the display for the window (VendryScreens)
-  bool notifyOnFail = false;        // of a script or a tool: a mail to the owner
-  bool enabled = true;              // else paused
-  bool isSystem = false;            // kept by the program itself
-  bool running = false;             // a live process holds its run lock
+  bool visible = true;                    // in a window; else in a session in the background
+  std::optional<long long> screen;        // index of the display for the window (VendryScreens)
+  bool notifyOnFail = false;              // of a script or a tool: a mail to the owner
+  bool enabled = true;                    // else paused
+  bool isSystem = false;                  // kept by the program itself
+  bool running = false;                   // a live process holds its run lock
   std::optional<Dates::Instant> lastRun;  // when the last run ended
   std::optional<long long> lastExit;
 

@@ -25,7 +25,7 @@ plist_t node(const Json& value) {
       return plist_new_bool(value.get<bool>());
     case Json::value_t::number_integer:
     case Json::value_t::number_unsigned:
-      return plist_new_int(value.get<std::int64_t>());
+      return plist_new_uint(static_cast<std::uint64_t>(value.get<std::int64_t>()));  // its sign is kept
     case Json::value_t::number_float:
       return plist_new_real(value.get<double>());
     case Json::value_t::array: {
@@ -77,9 +77,9 @@ std::string text(plist_t node) {
 }
 
 Json integer(plist_t node) {
-  std::int64_t number = 0;
-  plist_get_int_val(node, &number);
-  return number;
+  std::uint64_t number = 0;
+  plist_get_uint_val(node, &number);
+  return static_cast<std::int64_t>(number);
 }
 
 Json value(plist_t node, std::size_t depth) {
@@ -90,7 +90,7 @@ Json value(plist_t node, std::size_t depth) {
       plist_get_bool_val(node, &flag);
       return flag != 0;
     }
-    case PLIST_INT:
+    case PLIST_UINT:
       return integer(node);
     case PLIST_REAL: {
       double number = 0;
