@@ -188,4 +188,27 @@ TEST(Process, aZombieIsNotAlive) {
   EXPECT_FALSE(Process::isAlive(-1));
 }
 
+TEST(Process, appendsBothOutputsToTheLogAndReadsItsInputFromAFile) {
+  const TemporaryDirectory folder;
+  Files::replace(folder / "input", "said\n");
+  Files::replace(folder / "log", "before\n");
+  auto command = shell("cat; echo wrong >&2; exit 7");
+  command.inputFile = folder / "input";
+  command.log = folder / "log";
+  EXPECT_EQ(Process::run(command).status.shellCode(), 7);
+  EXPECT_EQ(Files::read(folder / "log"), "before\nsaid\nwrong\n");
+
+  command.log = folder / "missing/log";  // no reason not to run
+  EXPECT_EQ(Process::run(command).status.shellCode(), 7);
+  EXPECT_EQ(Process::run(shell("kill -9 $$")).status.shellCode(), 137);
+}
+
+TEST(Process, anIdentityIsOfOneProcessAlone) {
+  const std::string ours = Process::identity(getpid());
+  EXPECT_FALSE(ours.empty());
+  EXPECT_EQ(ours, Process::identity(getpid()));
+  EXPECT_NE(ours, Process::identity(1));
+  EXPECT_EQ(Process::identity(0), "");
+}
+
 }  // namespace

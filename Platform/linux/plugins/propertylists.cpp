@@ -17,30 +17,34 @@ namespace {
 using Node = std::unique_ptr<void, decltype(&plist_free)>;
 using Characters = std::unique_ptr<char, decltype(&std::free)>;
 
-plist_t node(const Json& value) {
-  switch (value.type()) {
-    case Json::value_t::string:
-      return plist_new_string(value.get_ref<const std::string&>().c_str());
-    case Json::value_t::boolean:
-      return plist_new_bool(value.get<bool>());
-    case Json::value_t::number_integer:
-    case Json::value_t::number_unsigned:
-      return plist_new_uint(static_cast<std::uint64_t>(value.get<std::int64_t>()));  // its sign is kept
-    case Json::value_t::number_float:
-      return plist_new_real(value.get<double>());
-    case Json::value_t::array: {
-      plist_t array = plist_new_array();
-      for (const auto& item : value) plist_array_append_item(array, node(item));
-      return array;
-    }
-    case Json::value_t::object: {
-      plist_t dictionary = plist_new_dict();
-      for (const auto& [key, item] : value.items()) plist_dict_set_item(dictionary, key.c_str(), node(item));
-      return dictionary;
-    }
-    default:
-      throw Error("a property list has no null");
-  }
+Node node(const Json& value);
+
+Node array(const Json& items) {
+  Node array(plist_new_array(), &plist_free);
+  for (const auto& item : items) plist_array_append_item(array.get(), node(item).release());
+  return array;
+}
+
+Node dictionary(const Json& items) {
+  Node dictionary(plist_new_dict(), &plist_free);
+  for (const auto& [key, item] : items.items())
+    plist_dict_set_item(dictionary.get(), key.c_str(), node(item).release());
+  return dictionary;
+}
+
+plist_t scalar(const Json& value) {
+  if (value.is_string()) return plist_new_string(value.get_ref<const std::string&>().c_str());
+  if (value.is_boolean()) return plist_new_bool(value.get<bool>());
+  // A whole number's sign is kept on the way.
+  if (value.is_number_integer()) return plist_new_uint(static_cast<std::uint64_t>(value.get<std::int64_t>()));
+  if (value.is_number_float()) return plist_new_real(value.get<double>());
+  throw Error("a property list has no null");
+}
+
+Node node(const Json& value) {
+  if (value.is_array()) return array(value);
+  if (value.is_object()) return dictionary(value);
+  return {scalar(value), &plist_free};
 }
 
 struct TooDeep {};
@@ -111,7 +115,7 @@ Json value(plist_t node, std::size_t depth) {
 }  // namespace
 
 TAVRO_PLUG_IN std::string* propertyListXML(const Json& value) {
-  const Node root(node(value), &plist_free);
+  const Node root = node(value);
   char* characters = nullptr;
   std::uint32_t length = 0;
   plist_to_xml(root.get(), &characters, &length);
