@@ -38,4 +38,7 @@ std::filesystem::path temporaryDirectory();
 /// (XDG Base Directory Specification 0.8).
 std::filesystem::path userDataDirectory();
 
+/// The number of the user that we run for.
+unsigned userId();
+
 }  // namespace Environment

@@ -75,6 +75,8 @@ std::vector<std::string> listIfPossible(const std::filesystem::path& directory) 
 
 bool exists(const std::filesystem::path& path) noexcept;
 bool isDirectory(const std::filesystem::path& path) noexcept;
+/// A regular file that we may execute.
+bool isExecutable(const std::filesystem::path& path) noexcept;
 
 /// Copies a file, or a directory whole, keeping permissions and symbolic links, and flushes it. The
 /// copy takes its name last: an interrupted copy leaves no half one behind under that name. `to` must

@@ -80,6 +80,9 @@ void detach(const Command& command);
 /// Is a process of this id alive (a zombie is not)?
 bool isAlive(pid_t process);
 
+/// Asks a process to end (SIGTERM). Does nothing where there is none of this id that we may ask.
+void terminate(pid_t process) noexcept;
+
 /// A line that no other process has or will have, whatever its id: where and when it was started. Empty when there is
 /// none of this id, or the system can't tell.
 std::string identity(pid_t process);

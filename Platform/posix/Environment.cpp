@@ -59,4 +59,6 @@ std::filesystem::path userDataDirectory() {
   return home() / ".local/share";
 }
 
+unsigned userId() { return getuid(); }
+
 }  // namespace Environment

@@ -390,6 +390,12 @@ bool isDirectory(const fs::path& path) noexcept {
   return path.native().find('\0') == std::string::npos && stat(path.c_str(), &entry) == 0 && S_ISDIR(entry.st_mode);
 }
 
+bool isExecutable(const fs::path& path) noexcept {
+  struct stat entry {};
+  return path.native().find('\0') == std::string::npos && stat(path.c_str(), &entry) == 0 && S_ISREG(entry.st_mode) &&
+         access(path.c_str(), X_OK) == 0;
+}
+
 void copy(const fs::path& from, const fs::path& to) {
   const Task task{"copy", from};
   const Task arrival{"write the copy", to};

@@ -389,6 +389,10 @@ bool isAlive(pid_t process) {
          (fields.front() != "Z" && fields.front() != "X");  // without /proc the kernel's answer stands
 }
 
+void terminate(pid_t process) noexcept {
+  if (process > 0) kill(process, SIGTERM);  // 0 and below name groups
+}
+
 std::string identity(pid_t process) {
   constexpr std::size_t startTime = 19;  // in clock ticks since the computer's start
   const auto fields = statistics(process);
