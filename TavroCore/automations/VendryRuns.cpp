@@ -1,0 +1,113 @@
+// Starting, stopping and watching runs: the tavro command that makes them, and tmux, where those in the background
+// live.
+#include <algorithm>
+
+#include "Platform/Bundle.h"
+#include "Platform/Environment.h"
+#include "Platform/Files.h"
+#include "Platform/Process.h"
+#include "Platform/Program.h"
+#include "Platform/Text.h"
+#include "TavroCore/automations/AttachScript.h"
+#include "TavroCore/automations/LoopStore.h"
+#include "TavroCore/automations/RunLock.h"
+#include "TavroCore/automations/VendryEngine.h"
+#include "TavroCore/harness/HarnessConfig.h"
+
+namespace VendryEngine {
+namespace {
+
+using LoopStore::attempt;
+using Process::Output;
+
+/// Neither our standard input, which may be a client's, nor our outputs.
+Process::Command quiet(const std::filesystem::path& program, std::vector<std::string> arguments) {
+  return {.program = program,
+          .arguments = std::move(arguments),
+          .input = "",
+          .output = Output::discard,
+          .errors = Output::discard};
+}
+
+std::vector<std::string> onOurSocket(const std::vector<std::string>& args) {
+  std::vector<std::string> all = {"-S", tmuxSocket().string()};
+  all.insert(all.end(), args.begin(), args.end());
+  return all;
+}
+
+/// The waiting run takes what the marker holds for its exit code.
+void endSession(const LoopFiles& files) {
+  tmux({"kill-session", "-t", files.name});
+  attempt([&] { Files::replace(files.doneMarker, "143"); });
+}
+
+/// The children first, so that none outlives the run unseen. By then it may have ended by itself, and its id be free.
+void endProcess(const LoopFiles& files, pid_t runner) {
+  attempt([&] { Process::run(quiet(Platform::program("pkill"), {"-P", std::to_string(runner)})); });
+  if (RunLock::liveHolder(files) == runner) Process::terminate(runner);
+}
+
+}  // namespace
+
+std::filesystem::path tavroBinaryForLaunchd() {
+  const auto& own = Bundle::executable();
+  if (own.filename() == "tavro" && Files::isExecutable(own)) return own;
+  return Bundle::url() / "Contents/Helpers/tavro";
+}
+
+void runNow(const std::string& name) {
+  LoopStore::existing(name);
+  Process::detach({.program = tavroBinaryForLaunchd(), .arguments = {"auto-run", name, "--force"}});
+}
+
+std::filesystem::path tmuxSocket() { return LoopFiles::runtime() / "run/vendry.sock"; }
+
+std::optional<std::string> tmuxPath() {
+  // In the order of the search path of a session's terminal (AttachScript.h): client and server must be of one version.
+  for (const char* path : {"/opt/homebrew/bin/tmux", "/usr/local/bin/tmux", "/usr/bin/tmux"}) {
+    if (Files::isExecutable(path)) return path;
+  }
+  return std::nullopt;
+}
+
+int tmux(const std::vector<std::string>& args) try {
+  const auto path = tmuxPath();
+  return path ? Process::run(quiet(*path, onOurSocket(args))).status.shellCode() : -1;
+} catch (const Process::LaunchFailure&) {
+  return -1;
+}
+
+bool hasSession(const std::string& name) try {
+  const auto path = tmuxPath();
+  if (!path || !LoopStore::named(name)) return false;
+  // Without -u a client outside of a UTF-8 locale is told underscores for other scripts' letters.
+  auto list = quiet(*path, onOurSocket({"list-sessions", "-F", "#{session_name}"}));
+  list.arguments.insert(list.arguments.begin(), "-u");
+  list.output = Output::capture;
+  const auto names = Text::split(Process::run(list).output, '\n');
+  return std::find(names.begin(), names.end(), name) != names.end();
+} catch (const Process::LaunchFailure&) {
+  return false;
+}
+
+void stop(const std::string& name) {
+  const auto files = LoopStore::existing(name);
+  if (hasSession(name) && tmux({"has-session", "-t", name}) == 0) return endSession(files);
+  const auto runner = RunLock::liveHolder(files);
+  if (!runner) throw EngineError::notRunning(name);
+  endProcess(files, *runner);
+}
+
+void attach(const std::string& name) {
+  const auto files = LoopStore::existing(name);
+  // The terminal's tmux would take a name that only begins like this one.
+  if (!hasSession(name)) throw EngineError::failed("'" + name + "' has no session in the background");
+  const auto terminal = HarnessConfig::load().terminalApp.value_or("");
+  const std::string application = terminal.empty() ? "Terminal" : terminal;
+  const auto script = AttachScript::write(files, application);
+  auto open = quiet(Platform::program("open"), {"-a", application, script.string()});
+  open.errors = Output::inherit;
+  if (!Process::run(open).status.ok()) throw EngineError::failed("could not open " + application);
+}
+
+}  // namespace VendryEngine
