@@ -1,0 +1,39 @@
+// What one run of a loop works with: its settings, read once when it starts, its files and its children's variables.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Platform/JsonNames.h"
+#include "TavroCore/automations/LoopFiles.h"
+
+struct LoopRun {
+  /// Reads the loop's settings; what the record lacks, or has of another type, gets its default.
+  LoopRun(std::string_view name, const Json& record);
+
+  LoopFiles files;
+  std::string prompt;
+  std::string model;
+  std::string client;  // AgentClients, or whatever the record says
+  std::string cwd;
+  long long timeLimit;  // seconds, at least 1; of an agent
+  std::optional<long long> screen;
+  bool isVisible;
+  std::optional<std::string> effort;
+  bool isScript;  // or a tool, which runs as one
+  bool isDangerous;
+  std::string command;
+  bool notifiesOnFail;
+  std::string searchPath;
+
+  /// What tells the children which run they are in, so that the gate and `tavro auto-done` know it, and their PATH.
+  std::map<std::string, std::string> environment() const;
+
+  void log(std::string_view line) const noexcept;
+  /// "[<time>] <event>"
+  void logEvent(std::string_view event) const noexcept;
+  /// Adds the outcome to the loop's state, unless the loop was removed meanwhile: the next one of that name is another.
+  void writeState(int code) const noexcept;
+};

@@ -1,0 +1,93 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "Platform/Process.h"
+#include "Platform/Program.h"
+#include "Platform/Text.h"
+#include "TavroCore/automations/DoneMarker.h"
+#include "TavroCore/automations/Launchers.h"
+#include "TavroCore/automations/ShellText.h"
+#include "TavroCore/automations/VendryScreens.h"
+
+namespace {
+
+/// Nothing but ASCII letters, digits and `others`: text that neither a shell nor a script reads anything into.
+bool isPlain(std::string_view text, std::string_view others) {
+  return std::ranges::all_of(text, [&](unsigned char byte) {
+    return (byte < 0x80 && std::isalnum(byte) != 0) || others.find(static_cast<char>(byte)) != std::string_view::npos;
+  });
+}
+
+/// Inside the double quotes of a script's text.
+std::string escaped(std::string_view text) {
+  return Text::replaceAll(Text::replaceAll(text, "\\", "\\\\"), "\"", "\\\"");
+}
+
+/// The script's trimmed output; empty also when it can't be run.
+std::string osascript(const std::string& text) {
+  try {
+    const auto result =
+        Process::run({.program = Platform::program("osascript"), .input = text, .errors = Process::Output::discard});
+    return std::string(Text::trim(Text::decodeUTF8(result.output).value_or("")));
+  } catch (const Process::LaunchFailure&) {
+    return "";
+  }
+}
+
+std::string placement(const LoopRun& run) {
+  const auto bounds = run.screen ? VendryScreens::bounds(*run.screen) : std::nullopt;
+  return bounds ? "set bounds of newWindow to " + *bounds : "";
+}
+
+/// What the window's shell is to run, as it stands in the script.
+std::string shellPath(const LoopRun& run) {
+  const std::string& path = run.files.innerScript.native();
+  return isPlain(path, "/._-") ? path : escaped(ShellText::quoted(path));
+}
+
+/// Gives the session's id; empty when there is none, or one that can't stand in the closing script.
+std::string openWindow(const LoopRun& run) {
+  const std::string output = osascript(fmt::format(R"(tell application "iTerm2"
+  activate
+  set newWindow to (create window with default profile)
+  {}
+  tell current session of newWindow
+    write text "exec bash {}"
+  end tell
+  return id of current session of newWindow
+end tell
+)",
+                                                   placement(run), shellPath(run)));
+  const std::string id = Text::replaceAll(output, "\n", "");
+  return isPlain(id, "-_.:") ? id : "";
+}
+
+void closeWindow(const std::string& id) {
+  osascript(fmt::format(R"(tell application "iTerm2"
+  repeat with w in windows
+    repeat with t in tabs of w
+      repeat with s in sessions of t
+        if (id of s) is "{}" then
+          close t
+        end if
+      end repeat
+    end repeat
+  end repeat
+end tell
+)",
+                        id));
+}
+
+}  // namespace
+
+void Launchers::runInWindow(const LoopRun& run) {
+  const std::string id = openWindow(run);
+  run.logEvent("launched iTerm2 session " + id);
+  // Where no window opens, the owner may still start the script by hand; so only the marker and the limit count.
+  const auto ending = DoneMarker::wait(run.files.doneMarker, run.timeLimit, [] { return false; });
+  run.writeState(ending.code);
+  if (!id.empty()) closeWindow(id);
+  run.logEvent("run finished");
+}
