@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <memory>
-#include <set>
+#include <utility>
 
 #include "Platform/Environment.h"
 #include "Platform/Json.h"
@@ -11,11 +11,11 @@
 #include "TavroCLI/Display.h"
 #include "TavroCLI/Nearest.h"
 #include "TavroCLI/Owner.h"
+#include "TavroCLI/Picks.h"
+#include "TavroCLI/QueueAudit.h"
 #include "TavroCLI/Terminal.h"
 #include "TavroCore/harness/Approval.h"
 #include "TavroCore/harness/ConfigDir.h"
-#include "TavroCore/harness/TavroDB.h"
-#include "TavroCore/harness/Timestamps.h"
 #include "TavroCore/harness/Tools.h"
 
 using Approval::Item;
@@ -64,32 +64,6 @@ Item named(const PendingStore& store, const std::string& typed) {
   return std::move(*item);
 }
 
-/// Is this the audit line that the queueing of the action left? The queue itself doesn't keep who asked.
-bool tellsOf(const AuditEntry& entry, const PendingAction& action) {
-  const auto queued = Timestamps::parseISO8601(action.createdAt);
-  const auto written = Timestamps::parseISO8601(entry.timestamp);
-  if (!queued || !written || *written < *queued || *written - *queued > std::chrono::seconds(60)) return false;
-  return entry.action == action.tool && entry.outcome == "pending_approval" &&
-         std::all_of(action.args.begin(), action.args.end(), [&](const auto& argument) {
-           const auto found = entry.details.find(argument.first);
-           // The gate keeps the impact under its own key, over an argument of that name.
-           return found != entry.details.end() && (found->second == argument.second || argument.first == "impact");
-         });
-}
-
-/// Who asked for the action. A database that can't be read is told, since what the owner does here goes unaudited.
-std::string asker(const PendingAction& action) {
-  std::set<std::string> actors;
-  try {
-    for (const auto& entry : TavroDB::forProcess()->audit.search("pending_approval", 1000)) {
-      if (tellsOf(entry, action)) actors.insert(entry.actor);
-    }
-  } catch (const Error& failure) {
-    Terminal::say("tavro: the audit can't be read or written: " + failure.description());
-  }
-  return actors.empty() ? "unknown" : Text::join({actors.begin(), actors.end()}, " or ");
-}
-
 /// What a run has asked for is done as a part of it: a question of its own gets its answer back to it.
 std::unique_ptr<Environment::Setting> inTheRunOf(std::string_view actor) {
   constexpr std::string_view loop = "vendry:";
@@ -116,7 +90,7 @@ std::vector<Display::Field> describe(const Item& item, const std::optional<std::
   std::vector<Display::Field> rows = {
       {"action", action.id},
       {"tool", action.tool + (known ? " (" + std::string(rawValue(known->effect)) + ")" : " (not in the catalogue)")},
-      {"asked by", asker(action) + ", " + action.createdAt},
+      {"asked by", QueueAudit::asker(action) + ", " + action.createdAt},
       {"state", words(item.state).meaning},
   };
   for (const auto& [key, value] : action.args) rows.push_back({"with " + key, value});
@@ -180,7 +154,11 @@ struct Decision {
 
   ExitStatus approve(const std::string& typed) const {
     const PendingStore store = openQueue();
-    const Item item = named(store, typed);
+    return approve(store, named(store, typed));
+  }
+
+  /// `isPicked`: the person has seen the action and chosen it. A changed impact is asked about all the same.
+  ExitStatus approve(const PendingStore& store, const Item& item, bool isPicked = false) const {
     const auto& [id, toolID] = std::tie(item.action.id, item.action.tool);
     const Tool* tool = Tools::find(toolID);
     if (!tool) refuse(id, Approval::Refusal::unknownTool, toolID);
@@ -189,8 +167,10 @@ struct Decision {
     const std::string now = impactNow(*tool, item.action.args);
     const bool changed = now != item.action.preview.value_or(untold);
     const auto question = changed ? "The impact isn't what it was when this was queued. Run it?" : "Run it?";
-    if (!consent.ask(Display::fields(describe(item, now), Terminal::columns()), question)) return keptInQueue(id);
-    const auto asked = inTheRunOf(asker(item.action));
+    if ((changed || !isPicked) && !consent.ask(Display::fields(describe(item, now), Terminal::columns()), question)) {
+      return keptInQueue(id);
+    }
+    const auto asked = inTheRunOf(QueueAudit::asker(item.action));
     const auto outcome = Approval::approve(store, item.action, Owner::actor, again);
     if (const auto* refusal = std::get_if<Approval::Refusal>(&outcome)) refuse(id, *refusal, toolID);
     return report(std::get<HarnessRunner::Built>(outcome));
@@ -198,9 +178,12 @@ struct Decision {
 
   ExitStatus reject(const std::string& typed) const {
     const PendingStore store = openQueue();
-    const Item item = named(store, typed);
+    return reject(store, named(store, typed));
+  }
+
+  ExitStatus reject(const PendingStore& store, const Item& item, bool isPicked = false) const {
     const std::string& id = item.action.id;
-    if (!consent.ask(Display::fields(describe(item), Terminal::columns()), "Drop it without running it?"))
+    if (!isPicked && !consent.ask(Display::fields(describe(item), Terminal::columns()), "Drop it without running it?"))
       return keptInQueue(id);
     if (const auto refusal = Approval::reject(store, id, Owner::actor)) refuse(id, *refusal, item.action.tool);
     Terminal::say(id + " is rejected");
@@ -208,11 +191,67 @@ struct Decision {
   }
 };
 
+/// All that wait, each whole and with a number, for a person to choose from; again until nothing more is chosen.
+class Picker {
+ public:
+  explicit Picker(const Decision& decision) : decision_(decision) {}
+
+  ExitStatus run() {
+    for (std::string note;;) {
+      const PendingStore store = openQueue();
+      const auto items = Approval::list(store);
+      if (items.empty()) {
+        Terminal::say("nothing waits for approval");
+        return status_;
+      }
+      const auto choice = Picks::parse(
+          Terminal::askLine(listing(items) + std::exchange(note, ""),
+                            "Which run? Numbers (1 3-5) or all; r and numbers to reject; Enter leaves the rest:"),
+          items.size());
+      if (!choice) {
+        note = "That isn't a choice among 1 to " + std::to_string(items.size()) + ".\n";
+        continue;
+      }
+      if (choice->numbers.empty()) return status_;
+      for (const std::size_t number : choice->numbers) decide(store, items[number - 1], choice->reject);
+    }
+  }
+
+ private:
+  static std::string listing(const std::vector<Item>& items) {
+    std::string text;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      text += (i == 0 ? "" : "\n") + std::to_string(i + 1) + ".\n";
+      text += Display::fields(describe(items[i]), Terminal::columns());
+    }
+    return text + "\n";
+  }
+
+  void decide(const PendingStore& store, const Item& item, bool isReject) try {
+    const auto done = isReject ? decision_.reject(store, item, true) : decision_.approve(store, item, true);
+    if (done != ExitStatus::done) status_ = ExitStatus::failed;
+  } catch (const Error& failure) {
+    Terminal::say("tavro: " + failure.description());
+    status_ = ExitStatus::failed;
+  }
+
+  const Decision& decision_;
+  ExitStatus status_ = ExitStatus::done;
+};
+
 std::shared_ptr<Decision> declareDecision(CLI::App& command) {
   auto decision = std::make_shared<Decision>();
-  command.add_option("ID", decision->ids, "Id of a queued action; its first characters will do")->required();
+  command.add_option("ID", decision->ids,
+                     "Id of a queued action; its first characters will do. Without one, choose among all that wait");
   decision->consent.declare(command);
   return decision;
+}
+
+/// Consent given beforehand is no choice.
+ExitStatus pick(const Decision& decision, const std::string& verb) {
+  if (decision.consent.given || !Terminal::canAsk())
+    throw CommandError(ExitStatus::wrongUsage, verb + " which? `tavro pending` lists what waits");
+  return Picker(decision).run();
 }
 
 struct Listing {
@@ -267,6 +306,7 @@ Work approve(CLI::App& command) {
   command.add_flag("--again", decision->again, "Also an action whose approval was cut off: it may run a second time");
   return [decision] {
     decision->consent.require("approve");
+    if (decision->ids.empty()) return pick(*decision, "approve");
     return forEach(decision->ids, [&](const std::string& id) { return decision->approve(id); });
   };
 }
@@ -275,6 +315,7 @@ Work reject(CLI::App& command) {
   auto decision = declareDecision(command);
   return [decision] {
     decision->consent.require("reject");
+    if (decision->ids.empty()) return pick(*decision, "reject");
     return forEach(decision->ids, [&](const std::string& id) { return decision->reject(id); });
   };
 }

@@ -9,6 +9,7 @@
 #include "TavroCLI/Nearest.h"
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/PolicyVerbs.h"
+#include "TavroCLI/RuleText.h"
 #include "TavroCLI/Terminal.h"
 #include "TavroCore/harness/TavroDB.h"
 #include "TavroCore/harness/Timestamps.h"
@@ -55,16 +56,6 @@ ExitStatus list(bool json) {
     if (rows.empty()) Terminal::say("there are no rules");
   }
   return ExitStatus::done;
-}
-
-std::string sentence(const PolicyRule& rule) {
-  std::string text = std::string(rawValue(rule.decision)) + " " +
-                     (rule.toolPattern == "*" ? std::string("every tool") : rule.toolPattern);
-  if (rule.account && !rule.account->empty()) text += " for the account " + Display::harmless(*rule.account);
-  for (const auto& [key, value] : rule.match) {
-    text += " where " + Display::harmless(key) + " contains \"" + Display::harmless(value) + "\"";
-  }
-  return text;
 }
 
 [[noreturn]] void wrong(const std::string& text) { throw CommandError(ExitStatus::wrongUsage, text); }
@@ -119,7 +110,7 @@ struct Addition {
 
   ExitStatus add() const {
     PolicyRule added = rule();
-    if (!consent.ask("  " + sentence(added) + "\n", "Add this rule?")) {
+    if (!consent.ask("  " + RuleText::sentence(added) + "\n", "Add this rule?")) {
       Terminal::say("no rule was added");
       return ExitStatus::failed;
     }
@@ -155,7 +146,8 @@ struct Selection {
     const auto chosen = selected();
     std::string matter;
     for (const auto& rule : chosen) {
-      matter += "  " + Display::harmless(rule.id) + (rule.enabled ? "  " : "  (off) ") + sentence(rule) + "\n";
+      matter +=
+          "  " + Display::harmless(rule.id) + (rule.enabled ? "  " : "  (off) ") + RuleText::sentence(rule) + "\n";
     }
     if (!consent.ask(matter, question)) {
       Terminal::say("nothing was changed");

@@ -2,6 +2,7 @@
 #include "TavroCLI/Terminal.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/select.h>
 #include <termios.h>
@@ -162,15 +163,24 @@ void printForeign(std::string_view text) {
   if (!text.ends_with('\n')) print("\n");
 }
 
+bool readerLeaves(std::chrono::milliseconds within) {
+  pollfd output{.fd = STDOUT_FILENO, .events = 0, .revents = 0};  // that it broke is told without being asked
+  return ::poll(&output, 1, static_cast<int>(within.count())) == 1;
+}
+
 void say(std::string_view text) { writeAll(STDERR_FILENO, Display::harmlessLines(text) + "\n"); }
 
 bool canAsk() { return Conversation().possible(); }
 
-bool ask(std::string_view matter, std::string_view question) {
+std::string askLine(std::string_view matter, std::string_view question) {
   const Conversation conversation;
   conversation.write(Display::harmlessLines(matter));
-  conversation.write(Display::harmless(question) + " [y/N] ");
-  const std::string answer = Text::lowercase(Text::trim(conversation.readLine()));
+  conversation.write(Display::harmless(question) + " ");
+  return std::string(Text::trim(conversation.readLine()));
+}
+
+bool ask(std::string_view matter, std::string_view question) {
+  const std::string answer = Text::lowercase(askLine(matter, std::string(question) + " [y/N]"));
   return answer == "y" || answer == "yes";
 }
 

@@ -2,6 +2,7 @@
 // itself. Text is written at once; a reader that has gone away is no failure, a full disk is.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -22,6 +23,8 @@ void print(std::string_view text);
 /// Writes a text from outside, such as a tool's output: harmless (Display.h) on a terminal, byte by byte elsewhere;
 /// a line break is added when the text has none at its end.
 void printForeign(std::string_view text);
+/// Waits so long, and no longer than somebody can read standard output. True when nobody can any more.
+bool readerLeaves(std::chrono::milliseconds within);
 /// Tells the person something on standard error, a line or several, always harmless.
 void say(std::string_view text);
 
@@ -30,6 +33,8 @@ bool canAsk();
 /// Shows `matter` and the question where the answer is typed, even when the outputs are redirected. True for "y" and
 /// "yes"; anything else, the end of input too, is no. Only when `canAsk()`.
 bool ask(std::string_view matter, std::string_view question);
+/// As `ask`, for any line; empty at the end of input. Only when `canAsk()`.
+std::string askLine(std::string_view matter, std::string_view question);
 /// Asks for a line that isn't shown while it is typed. Nothing when the input ends before the line does. A signal that
 /// ends or stops the program finds the terminal as it was. Only when `canAsk()`.
 std::optional<std::string> askHidden(std::string_view question);

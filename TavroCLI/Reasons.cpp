@@ -1,0 +1,38 @@
+#include "TavroCLI/Reasons.h"
+
+#include <array>
+#include <utility>
+
+#include "TavroCLI/RuleText.h"
+#include "TavroCore/harness/TavroDB.h"
+
+namespace {
+
+/// The reasons that stand for themselves.
+constexpr std::array<std::pair<const char*, const char*>, 6> plain = {{
+    {"read", "it only reads, and that runs in every mode unless a rule denies it"},
+    {"yolo_auto", "the mode was yolo, in which everything runs"},
+    {"policy_copilote", "the mode was copilote, in which creations run, and no rule spoke of it"},
+    {"policy_panic", "the mode was panic"},
+    {"cap_reached", "a rule allows it, but as many actions as a day may have (dailyMutationCap) had run by rules"},
+    {"needs_approval",
+     "no rule spoke of it, and the mode made it wait: panic for everything but reads, copilote for destructive actions"},
+}};
+
+constexpr std::array<const char*, 3> ruleReasons = {"rule_deny:", "rule_ask:", "rule_allow:"};
+
+std::string ruleNow(const std::string& id) {
+  const auto rule = TavroDB::forProcess()->rules.get(id);
+  if (!rule) return "rule " + id + ", which is there no more";
+  return "rule " + id + ": " + RuleText::sentence(*rule) + (rule->enabled ? "" : " (switched off since)");
+}
+
+}  // namespace
+
+std::string Reasons::told(const std::string& reason) {
+  for (const auto& [known, words] : plain)
+    if (reason == known) return words;
+  for (const std::string head : ruleReasons)
+    if (reason.starts_with(head)) return ruleNow(reason.substr(head.size()));
+  return reason;
+}
