@@ -5,10 +5,12 @@
 //   command = "<command>"
 //   args = []
 //
-// Before an existing file changes it is copied to <file>.tavro-backup. Files are replaced as a whole.
+// Before an existing file changes it is copied to its backup, which nobody may read who may not read the file: these
+// files hold tokens. Files are replaced as a whole and keep their permissions; a new one is the owner's alone.
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,23 +20,34 @@ inline constexpr const char* defaultServerName = "tavro";
 
 enum class Result { added, updated };
 
+/// What a merge makes of a file. A caller who only wants to see it asks for this and writes nothing.
+struct Merge {
+  Result result = Result::added;
+  std::optional<std::string> before;  // nothing: there is no such file yet
+  std::string after;
+};
+
 /// False also for a file that can't be read.
 bool jsonHasServer(const std::filesystem::path& at, std::string_view name = defaultServerName);
-/// An entry of that name is replaced whole. Throws Error, and keeps the file, when it holds anything but a JSON object
-/// or when it can't be written. A failure of the backup is passed over.
+/// An entry of that name is replaced whole. The file comes out indented, its keys sorted; an empty one counts as an
+/// empty object. Throws Error, and keeps the file, when it holds anything but a JSON object, or what wouldn't survive
+/// being written anew (a key twice in one object, a number above 64 bits), or when it can't be read or written. A
+/// failure of the backup is passed over.
 Result mergeJSON(const std::filesystem::path& at, const std::string& command,
+                 const std::string& name = defaultServerName);
+Merge mergedJSON(const std::filesystem::path& at, const std::string& command,
                  const std::string& name = defaultServerName);
 
 bool tomlHasServer(const std::filesystem::path& at, std::string_view name = defaultServerName);
-/// Of an existing section only the `command` line changes. `command` is entered as it is, without escaping. Throws
-/// Error, and keeps the file, when it isn't UTF-8 or can't be read or written.
+/// Of an existing section only the `command` line changes. `command` is entered as it is, without escaping. Line breaks
+/// stay what they are, LF or CR LF. Throws Error, and keeps the file, when it isn't UTF-8, when it writes the table in
+/// another way than above (a second one would make the file invalid), or when it can't be read or written.
 Result mergeTOML(const std::filesystem::path& at, const std::string& command,
                  const std::string& name = defaultServerName);
+Merge mergedTOML(const std::filesystem::path& at, const std::string& command,
+                 const std::string& name = defaultServerName);
 
-/// What the merges would write, for a caller who only wants to see it. Throw as they do.
-std::string mergedJSON(const std::filesystem::path& at, const std::string& command,
-                       const std::string& name = defaultServerName);
-std::string mergedTOML(const std::filesystem::path& at, const std::string& command,
-                       const std::string& name = defaultServerName);
+/// <file>.tavro-backup
+std::filesystem::path backup(const std::filesystem::path& at);
 
 }  // namespace MCPConfigWriter
