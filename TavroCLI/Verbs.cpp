@@ -11,6 +11,7 @@
 #include "TavroCLI/DesktopVerb.h"
 #include "TavroCLI/FeedbackVerbs.h"
 #include "TavroCLI/ImapVerbs.h"
+#include "TavroCLI/InstallVerb.h"
 #include "TavroCLI/Nearest.h"
 #include "TavroCLI/PolicyVerbs.h"
 #include "TavroCLI/QueueVerbs.h"
@@ -56,6 +57,7 @@ const std::vector<Verb> table = {
      {{"status", "", "what is granted; asks nothing and starts nothing", AccessVerbs::status},
       {"setup", "", "ask for all of it at once", AccessVerbs::setup},
       {"set", "SUBJECT STATE", "grant or refuse it, on the Linux desktop", AccessVerbs::set}}},
+    {"install", "[CLIENT|--file PATH]", "tell an agent's client of this server", InstallVerb::install},
     {"imap",
      "",
      "the mail servers' accounts that archiving logs in to",
