@@ -12,7 +12,7 @@ struct Installed {
   const char* name;
   std::shared_ptr<AppleScript::Application> (*make)();
 };
-constexpr std::array<Installed, 8> installed = {{
+constexpr std::array<Installed, 11> installed = {{
     {"Mail", Applications::mail},
     {"Calendar", Applications::calendar},
     {"Reminders", Applications::reminders},
@@ -20,6 +20,9 @@ constexpr std::array<Installed, 8> installed = {{
     {"Contacts", Applications::contacts},
     {"Messages", Applications::messages},
     {"Finder", Applications::finder},
+    {"Terminal", Applications::terminal},
+    {"iTerm2", Applications::iTerm2},
+    {"iTerm", Applications::iTerm2},  // what scripts of old call it
     {"System Events", Applications::systemEvents},
 }};
 

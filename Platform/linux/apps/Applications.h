@@ -7,8 +7,8 @@
 
 namespace Applications {
 
-/// Finds Mail, Calendar, Reminders, Notes, Contacts, Messages, Finder and System Events, each made when a script first
-/// names it and kept while the directory lives. They work on the stores below Desktop::root().
+/// Finds Mail, Calendar, Reminders, Notes, Contacts, Messages, Finder, Terminal, iTerm2 and System Events, each made
+/// when a script first names it and kept while the directory lives. They work on the stores below Desktop::root().
 std::unique_ptr<AppleScript::Directory> installedApplications();
 
 // One application each.
@@ -19,6 +19,8 @@ std::shared_ptr<AppleScript::Application> notes();
 std::shared_ptr<AppleScript::Application> contacts();
 std::shared_ptr<AppleScript::Application> messages();
 std::shared_ptr<AppleScript::Application> finder();
+std::shared_ptr<AppleScript::Application> terminal();
+std::shared_ptr<AppleScript::Application> iTerm2();
 std::shared_ptr<AppleScript::Application> systemEvents();
 
 }  // namespace Applications

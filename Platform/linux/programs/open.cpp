@@ -1,19 +1,25 @@
 // open: starts an application of the desktop, as the program of this name does on macOS: -a by its name, -b by its
 // bundle id. Applications are no processes here, so it counts as running from then on and there is no window to hide
-// (-g, -j). Messages and exit statuses are what callers of that program are used to.
+// (-g, -j). Files are for Terminal and iTerm2 alone: each is a script, run in a window of its own. Messages and exit
+// statuses are what callers of that program are used to.
 #include <unistd.h>
 
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
+#include "Platform/Files.h"
 #include "Platform/Text.h"
 #include "Platform/linux/stores/InstalledApplications.h"
 #include "Platform/linux/stores/RunningApplications.h"
+#include "Platform/linux/terminal/TerminalSession.h"
 
 namespace {
 
-constexpr const char* usage = "Usage: open [-g] [-j] -a application | -b bundle identifier\n";
+constexpr const char* usage = "Usage: open [-g] [-j] -a application | -b bundle identifier [script ...]\n";
 
 struct WrongUsage {
   std::string message;
@@ -22,6 +28,7 @@ struct WrongUsage {
 struct Call {
   std::optional<std::string> name;
   std::optional<std::string> bundleIdentifier;
+  std::vector<std::string> files;
 };
 
 Call parse(int count, char** words) {
@@ -34,10 +41,17 @@ Call parse(int count, char** words) {
     if (option == ':') throw WrongUsage{"option requires an argument -- " + letter};
     if (option == '?') throw WrongUsage{"unrecognized option -- " + letter};
   }
-  if (optind < count)
-    throw WrongUsage{std::string("this one starts applications and opens no files: ") + words[optind]};
+  call.files.assign(words + optind, words + count);
   if (call.name.has_value() == call.bundleIdentifier.has_value()) throw WrongUsage{"needs one of -a and -b"};
   return call;
+}
+
+/// "Terminal" of "/Applications/Utilities/Terminal.app/".
+std::string plainName(std::string_view given) {
+  while (given.size() > 1 && given.ends_with('/')) given.remove_suffix(1);
+  const auto name = std::filesystem::path(given).filename().string();
+  const auto stem = name.size() > 4 && Text::lowercase(name).ends_with(".app") ? name.substr(0, name.size() - 4) : name;
+  return Text::equalIgnoringCase(stem, "iTerm") ? "iTerm2" : stem;
 }
 
 const InstalledApplications::Application& applicationOf(const Call& call) {
@@ -49,16 +63,36 @@ const InstalledApplications::Application& applicationOf(const Call& call) {
         "bundle identifier " +
         *call.bundleIdentifier + ".");
   }
-  const auto name = call.name->ends_with(".app") ? call.name->substr(0, call.name->size() - 4) : *call.name;
-  if (const auto* found = InstalledApplications::named(name)) return *found;
+  if (const auto* found = InstalledApplications::named(plainName(*call.name))) return *found;
   throw Error("Unable to find application named '" + *call.name + "'");
+}
+
+/// The window stays when the script has ended, so that its last words can be read, until a script or a key closes it.
+std::string commandOf(const std::filesystem::path& script) {
+  return "trap : INT QUIT; '" + Text::replaceAll(script.string(), "'", "'\\''") +
+         "'; printf '\\n[Process completed]\\n'; read -r line";
+}
+
+void openFiles(const InstalledApplications::Application& application, const std::vector<std::string>& files) {
+  const std::string name(application.name);
+  if (files.empty()) return;
+  if (name != "Terminal" && name != "iTerm2") throw WrongUsage{name + " opens no files here: " + files.front()};
+  for (const auto& file : files) {
+    const auto script = std::filesystem::absolute(file);
+    if (!Files::exists(script)) throw Error("The file " + script.string() + " does not exist.");
+    if (Files::isDirectory(script) || ::access(script.c_str(), X_OK) != 0)
+      throw Error("The file " + script.string() + " is no program that can be run.");
+    TerminalSessions::open({.application = name, .command = commandOf(script)});
+  }
 }
 
 }  // namespace
 
 int main(int count, char** words) {
   try {
-    const auto& application = applicationOf(parse(count, words));
+    const Call call = parse(count, words);
+    const auto& application = applicationOf(call);
+    openFiles(application, call.files);
     if (!application.isBackground) RunningApplications::add(std::string(application.name));
     return 0;
   } catch (const WrongUsage& wrong) {
