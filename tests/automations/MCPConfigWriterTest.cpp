@@ -1,0 +1,121 @@
+// The entry in a client's own configuration file. The file is the owner's and holds their tokens: whatever can't be
+// kept is refused, and no copy may be open to more people than the file itself.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "Platform/Json.h"
+#include "TavroCore/automations/MCPConfigWriter.h"
+#include "tests/harness/Home.h"
+
+namespace {
+
+using MCPConfigWriter::Result;
+
+struct MCPConfigWriterTest : HomeTest {
+  const std::filesystem::path json = user / "new/client.json", toml = user / "client.toml";
+
+  static mode_t mode(const std::filesystem::path& file) {
+    struct stat entry {};
+    return ::stat(file.c_str(), &entry) == 0 ? entry.st_mode & 07777 : 0;
+  }
+  static std::string backup(const std::filesystem::path& file) { return read(file.string() + ".tavro-backup"); }
+
+  std::string merged(const std::string& text, const std::string& name = "tavro") const {
+    write(toml, text);
+    MCPConfigWriter::mergeTOML(toml, "/b/tavro-mcp", name);
+    EXPECT_EQ(backup(toml), text);
+    EXPECT_TRUE(MCPConfigWriter::tomlHasServer(toml, name));
+    return read(toml);
+  }
+};
+
+TEST_F(MCPConfigWriterTest, addsToJsonAndKeepsTheRest) {
+  EXPECT_FALSE(MCPConfigWriter::jsonHasServer(json));
+  EXPECT_EQ(MCPConfigWriter::mergeJSON(json, "/old"), Result::added);
+  EXPECT_EQ(mode(json), 0600);
+  EXPECT_EQ(backup(json), "(no file)");
+
+  const std::string text =
+      R"({"z": [1.5, -7, 18446744073709551615, "é\u0000"], "mcpServers": {"tavro": {"command": "/old", "args": ["x"]},
+          "other": {"env": {"TOKEN": "t"}}}, "a": null})";
+  write(json, text);
+  ::chmod(json.c_str(), 0640);
+  write(json.string() + ".tavro-backup", "older");  // and open to everybody
+  EXPECT_EQ(MCPConfigWriter::mergeJSON(json, "/b/\"tavro\""), Result::updated);
+  Json expected = Json::parse(text);
+  expected["mcpServers"]["tavro"] = {{"command", "/b/\"tavro\""}};
+  EXPECT_EQ(read(json), expected.dump(2));
+  EXPECT_EQ(backup(json), text);
+  EXPECT_EQ(mode(json), 0640);
+  EXPECT_EQ(mode(json.string() + ".tavro-backup"), 0640);
+  EXPECT_TRUE(MCPConfigWriter::jsonHasServer(json, "other"));
+  EXPECT_FALSE(MCPConfigWriter::jsonHasServer(json, "command"));
+}
+
+TEST_F(MCPConfigWriterTest, followsALinkAndDoesWithoutABackup) {
+  write(user / "dotfiles/c.json", "{}\n");
+  std::filesystem::create_symlink("dotfiles/c.json", user / "c.json");
+  std::filesystem::create_directory(user / "c.json.tavro-backup");
+  EXPECT_EQ(MCPConfigWriter::mergeJSON(user / "c.json", "x", "y"), Result::added);
+  EXPECT_TRUE(std::filesystem::is_symlink(user / "c.json"));
+  EXPECT_TRUE(MCPConfigWriter::jsonHasServer(user / "dotfiles/c.json", "y"));
+}
+
+TEST_F(MCPConfigWriterTest, refusesJsonThatItCouldNotKeep) {
+  for (const std::string text : {"[]", "null", "{\"a\": 1", "{} // mine", "{\"a\": 1,}", "{\"a\": \"\xff\"}",
+                                 R"({"a": {"b": 1, "b": 1}})", R"({"mcpServers": {}, "mcpServers": {}})",
+                                 R"({"a": 18446744073709551616})", R"([{"a": -9223372036854775809}])"}) {
+    write(json, text);
+    EXPECT_THROW(MCPConfigWriter::mergeJSON(json, "x"), Error) << text;
+    EXPECT_EQ(read(json), text);
+    EXPECT_EQ(backup(json), "(no file)") << text;
+  }
+  for (const std::string text : {"", " \n", R"({"a": {"b": 1}, "c": {"b": 1}})", R"({"mcpServers": [1]})"}) {
+    write(json, text);
+    EXPECT_EQ(MCPConfigWriter::mergeJSON(json, "x"), Result::added) << text;
+  }
+  EXPECT_THROW(MCPConfigWriter::mergeJSON(user, "x"), Error);
+}
+
+TEST_F(MCPConfigWriterTest, changesTheOneLineOfATomlSection) {
+  const std::string section = "[mcp_servers.tavro]\ncommand = \"/b/tavro-mcp\"\n", added = section + "args = []\n";
+  EXPECT_EQ(MCPConfigWriter::mergeTOML(toml, "/b/tavro-mcp"), Result::added);
+  EXPECT_EQ(read(toml), added);
+  EXPECT_EQ(mode(toml), 0600);
+  EXPECT_EQ(MCPConfigWriter::mergeTOML(toml, "/c"), Result::updated);
+  EXPECT_EQ(backup(toml), added);
+
+  const std::vector<std::pair<std::string, std::string>> files = {
+      {"", "\n" + added},
+      {"a = 1", "a = 1\n\n" + added},
+      {"a = 1\n", "a = 1\n\n" + added},
+      {"[mcp_servers.tavro2]\ncommand = 'x'\n", "[mcp_servers.tavro2]\ncommand = 'x'\n\n" + added},
+      {section + "[z]\ncommand = 1", section + "[z]\ncommand = 1"},
+      {"\t[mcp_servers.tavro] \nargs = [1]\n command='old'\n[z]\ncommand = 1",
+       "\t[mcp_servers.tavro] \nargs = [1]\ncommand = \"/b/tavro-mcp\"\n[z]\ncommand = 1"},
+      {"[mcp_servers.tavro]\n [z]\ncommand = 1\n", section + " [z]\ncommand = 1\n"},
+      {"[mcp_servers.tavro]\ncommand_timeout = 9\n", section + "command_timeout = 9\n"},
+      {"[mcp_servers.tavro]", section.substr(0, section.size() - 1)},
+      {"[mcp_servers.tavro]\r\ncommand = 'x'\r\nb = 1\r\n",
+       "[mcp_servers.tavro]\r\ncommand = \"/b/tavro-mcp\"\r\nb = 1\r\n"},
+      {"[mcp_servers.tavro]\r\nb = 1\r\n", "[mcp_servers.tavro]\r\ncommand = \"/b/tavro-mcp\"\r\nb = 1\r\n"},
+      {"a = 1\r\n", "a = 1\r\n\r\n[mcp_servers.tavro]\r\ncommand = \"/b/tavro-mcp\"\r\nargs = []\r\n"},
+      {"[mcp_servers.tavro.env]\nA = 'b'\n", "[mcp_servers.tavro.env]\nA = 'b'\n\n" + added},
+  };
+  for (const auto& [before, after] : files) EXPECT_EQ(merged(before), after);
+}
+
+TEST_F(MCPConfigWriterTest, refusesTomlThatASecondTableWouldBreak) {
+  for (const std::string text :
+       {"a = \"\xff\"", "[mcp_servers.tavro] # mine\n", "[ mcp_servers . \"tavro\" ]", "[mcp_servers]\ntavro = {}",
+        "[mcp_servers]\ntavro.command = 'x'", "mcp_servers.tavro.command = 'x'", "mcp_servers = {}"}) {
+    std::filesystem::remove(toml.string() + ".tavro-backup");
+    write(toml, text);
+    EXPECT_THROW(MCPConfigWriter::mergeTOML(toml, "x"), Error) << text;
+    EXPECT_EQ(read(toml), text);
+    EXPECT_EQ(backup(toml), "(no file)") << text;
+    EXPECT_FALSE(MCPConfigWriter::tomlHasServer(toml)) << text;
+  }
+}
+
+}  // namespace
