@@ -12,8 +12,6 @@ namespace Approval {
 
 namespace {
 
-constexpr std::size_t auditedCharacters = 500;
-
 /// An action whose file is locked by us.
 struct Held {
   FileLock lock;
@@ -61,15 +59,6 @@ void drop(const PendingStore& store, std::string_view id) try {
 } catch (const FileFailure&) {
 }
 
-void audit(const PendingAction& action, const std::string& actor, const HarnessRunner::Built& built,
-           std::string_view id) {
-  Arguments details = action.args;
-  details[built.ok ? "result" : "error"] =
-      HarnessRunner::auditPreview(built.ok ? built.output : built.error, auditedCharacters);
-  AuditLog::shared().log(actor, action.tool, std::nullopt, details, built.ok ? "executed" : "error",
-                         "approved:" + std::string(id));
-}
-
 std::optional<Item> claimedItem(const std::filesystem::path& file) {
   auto action = readAction(file);
   if (!action) return std::nullopt;
@@ -113,8 +102,7 @@ Outcome approve(const PendingStore& store, const PendingAction& shown, const std
   if (!tool) return Refusal::unknownTool;
   if (const auto refusal = claim(store, id, held)) return *refusal;
 
-  auto built = HarnessRunner::executeBuilt(*tool, held.action.args);
-  audit(held.action, actor, built, id);
+  auto built = HarnessRunner::executeDecided(*tool, held.action.args, actor, "approved:" + id);
   drop(store, id);
   return built;
 }

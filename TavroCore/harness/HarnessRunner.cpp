@@ -163,6 +163,15 @@ Built executeBuilt(const Tool& tool, const Arguments& args) noexcept try {
   return {false, "", currentFailure()};
 }
 
+Built executeDecided(const Tool& tool, const Arguments& args, const std::string& actor,
+                     const std::string& reason) noexcept {
+  Built built = executeBuilt(tool, args);
+  const auto details =
+      with(args, built.ok ? "result" : "error", auditPreview(built.ok ? built.output : built.error, auditedCharacters));
+  audit({tool, args, actor}, details, built.ok ? "executed" : "error", reason);
+  return built;
+}
+
 std::string auditPreview(std::string_view text, std::size_t max) {
   const std::string_view trimmed = Text::trim(text);
   const std::string_view kept = Text::firstCharacters(trimmed, max);

@@ -40,6 +40,12 @@ struct Built {
 /// Runs a tool with no policy check and no audit. Never throws.
 Built executeBuilt(const Tool& tool, const Arguments& args) noexcept;
 
+/// Runs a tool that a human has decided on, with no policy check, and leaves an audit line, "executed" or "error", with
+/// this actor and reason. The details are the arguments and the beginning of the output (`result`) or of the failure
+/// (`error`). Never throws.
+Built executeDecided(const Tool& tool, const Arguments& args, const std::string& actor,
+                     const std::string& reason) noexcept;
+
 /// `text` without white space at its ends, cut to `max` characters and "..." when it has more.
 std::string auditPreview(std::string_view text, std::size_t max);
 
