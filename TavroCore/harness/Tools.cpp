@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "TavroCore/automations/AutomationTools.h"
 #include "TavroCore/feedback/AskTools.h"
 #include "TavroCore/harness/TavroGuides.h"
 #include "TavroCore/mail/ContactTools.h"
@@ -49,6 +50,7 @@ const std::vector<Tool>& all() {
       MessageTools::all(),
       DesktopTools::all(),
       {howItWorks},
+      AutomationTools::all(),
       AskTools::all(),
   });
   return catalogue;

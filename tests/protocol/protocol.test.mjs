@@ -60,6 +60,7 @@ test("the catalogue is offered in order with one schema", async () => {
     "reminder_complete", "reminder_delete", "reminder_deleteList", "reminder_clearCompleted",
     "note_list", "note_find", "note_read", "note_add", "note_open", "note_update", "note_delete",
     "contact_find", "contact_add", "imessage_send", "imessage_read", "finder_reveal", "app_quit", "how_it_works",
+    "auto_list", "auto_log", "auto_add", "auto_edit", "auto_enable", "auto_disable", "auto_run", "auto_rm",
     "ask", "ask_answer", "ask_answers", "ask_harvest", "feedback_tell", "feedback_rm",
   ]);
   for (const tool of tools) {
