@@ -18,4 +18,5 @@ struct Verb {
   /// only the head of `children`.
   Work (*declare)(CLI::App& command) = nullptr;
   std::vector<Verb> children = {};
+  bool isForPrograms = false;  // then the overview leaves it out
 };

@@ -7,6 +7,8 @@
 #include "Platform/Text.h"
 #include "TavroCLI/AccessVerbs.h"
 #include "TavroCLI/AuditVerbs.h"
+#include "TavroCLI/AutoRunVerbs.h"
+#include "TavroCLI/AutoVerbs.h"
 #include "TavroCLI/CompletionVerb.h"
 #include "TavroCLI/DesktopVerb.h"
 #include "TavroCLI/FeedbackVerbs.h"
@@ -42,6 +44,21 @@ const std::vector<Verb> table = {
      "what was asked, decided and done, newest first",
      AuditVerbs::audit,
      {{"purge", "--older-than DAYS", "delete old lines", AuditVerbs::purge}}},
+    {"auto",
+     "",
+     "work that runs by itself",
+     nullptr,
+     {{"list", "", "what there is, how it last went, when it runs next", AutoVerbs::list},
+      {"log", "NAME", "what its runs wrote (--lines N, --follow)", AutoVerbs::log},
+      {"add", "NAME key=value...", "make one: an agent's task, a command, or a tool", AutoVerbs::add},
+      {"edit", "NAME key=value...", "change it", AutoVerbs::edit},
+      {"enable", "NAME...", "let it run on its schedule", AutoVerbs::enable},
+      {"disable", "NAME...", "pause it", AutoVerbs::disable},
+      {"run", "NAME...", "run it now, in the background", AutoVerbs::run},
+      {"rm", "NAME...", "remove it", AutoVerbs::remove},
+      {"stop", "NAME...", "end its run in progress", AutoVerbs::stop},
+      {"attach", "NAME", "open a terminal on its run in the background", AutoVerbs::attach},
+      {"sync", "", "set all timers anew", AutoVerbs::sync}}},
     {"answer", "ID TEXT", "answer a question of an automation", FeedbackVerbs::answer},
     {"feedback",
      "",
@@ -69,6 +86,8 @@ const std::vector<Verb> table = {
      "the Linux desktop that tools act on",
      nullptr,
      {{"init", "[--sample]", "set it up, with some mail, events, reminders, notes and contacts", DesktopVerb::init}}},
+    {"auto-run", "NAME", "one run of an automation, from start to end; timers call it", AutoRunVerbs::run, {}, true},
+    {"auto-done", "[CODE]", "end the run that this is a part of; its agent calls it", AutoRunVerbs::done, {}, true},
     {"completion", "bash|zsh|fish", "a script that completes this command", CompletionVerb::completion},
 };
 
@@ -131,12 +150,24 @@ const CLI::App& deepest(const CLI::App& command) {
   return named.empty() ? command : deepest(*named.back());
 }
 
+/// "list|add|rm", and with "..." at its end what isn't wider.
+std::string alternatives(const std::vector<Verb>& verbs, std::size_t columns) {
+  auto shown = names(verbs);
+  std::string text = Text::join(shown, "|");
+  while (text.size() > columns && shown.size() > 1) {
+    shown.pop_back();
+    text = Text::join(shown, "|") + "|...";
+  }
+  return text;
+}
+
 /// A line a verb. The children of a mere head share its line, so that the overview fits a screen.
 void addUsage(std::string& text, const std::string& prefix, const std::vector<Verb>& verbs) {
   constexpr std::size_t column = 36;
   for (const auto& verb : verbs) {
+    if (verb.isForPrograms) continue;
     const std::string name = prefix + verb.name;
-    const std::string arguments = verb.declare ? verb.arguments : Text::join(names(verb.children), "|");
+    const std::string arguments = verb.declare ? verb.arguments : alternatives(verb.children, column - name.size() - 4);
     std::string line = "  " + name + (arguments.empty() ? "" : " ") + arguments;
     line.resize(std::max(line.size() + 1, column), ' ');
     text += line + verb.summary + "\n";
