@@ -103,21 +103,29 @@ std::string inOurLayout(const fs::path& file, const std::string& text) {
   return object ? JsonText::writePretty(*object) : text;
 }
 
-/// A comma or a line break more is no difference either: the line above an added one gets it, whatever it holds.
+std::string_view withoutCR(std::string_view line) {
+  return line.substr(0, line.size() - (line.ends_with('\r') ? 1 : 0));
+}
+
+/// A comma more is no difference either: the line above an added one gets it, whatever it holds.
 std::string_view core(std::string_view line) {
-  if (line.ends_with('\r')) line.remove_suffix(1);
-  if (line.ends_with(',')) line.remove_suffix(1);
-  return line;
+  line = withoutCR(line);
+  return line.substr(0, line.size() - (line.ends_with(',') ? 1 : 0));
+}
+
+/// The key of a line of ours, `"key": ...`; nothing for an element of a list.
+std::string_view keyOf(std::string_view line) {
+  const auto end = line.find_first_of("\\\"", 1);
+  const bool isKey = line.starts_with('"') && end != line.npos && line.substr(end).starts_with("\":");
+  return isKey ? line.substr(0, end + 1) : "";
 }
 
 /// A line that goes, without what may be secret in it: an entry that is replaced may hold tokens.
 std::string veiled(std::string_view line) {
-  const std::string_view text = Text::trimBlanks(core(line));
+  const std::string_view text = Text::trimBlanks(core(line)), key = keyOf(text);
   const bool isFrame = text.find_first_not_of("[]{}") == text.npos || text.ends_with('{') || text.ends_with('[');
-  if (isFrame || text.starts_with("\"command\"") || text.starts_with("command")) return std::string(core(line));
-  const auto value = line.find_first_of(":=");
-  const auto indent = line.find_first_not_of(" \t");
-  return std::string(line.substr(0, value == line.npos ? indent : value + 1)) + " …";
+  if (isFrame || key == "\"command\"" || text.starts_with("command")) return std::string(withoutCR(line));
+  return std::string(line.substr(0, line.find(text))) + std::string(key) + (key.empty() ? "…" : ": …");
 }
 
 std::vector<std::string> linesOf(std::string_view text) {
@@ -133,12 +141,71 @@ std::string difference(const std::string& before, const std::string& after) {
   const auto [oldEnd, nowEnd] = std::mismatch(old.rbegin(), std::make_reverse_iterator(oldBegin), now.rbegin(),
                                               std::make_reverse_iterator(nowBegin), same);
   std::string text;
-  for (auto line = oldBegin; line != oldEnd.base(); ++line) text += "- " + veiled(*line) + "\n";
-  for (auto line = nowBegin; line != nowEnd.base(); ++line) text += "+ " + std::string(core(*line)) + "\n";
+  for (auto line = oldBegin; line != oldEnd.base(); ++line) text += "- " + Display::harmless(veiled(*line)) + "\n";
+  for (auto line = nowBegin; line != nowEnd.base(); ++line) text += "+ " + Display::harmless(withoutCR(*line)) + "\n";
   return text;
 }
 
 // ---- The verb.
+
+/// A client and whether it knows the server of that name; nothing where we can't tell.
+struct Acquaintance {
+  Client client;
+  std::optional<bool> isEntered;
+
+  Acquaintance(Client of, const std::string& name) : client(std::move(of)) {
+    if (client.file) isEntered = formatOf(*client.file).hasServer(*client.file, name);
+  }
+
+  OrderedJson record() const {
+    OrderedJson json = {{"client", client.id}, {"entered", nullptr}, {"file", nullptr}};
+    if (isEntered) json["entered"] = *isEntered;
+    if (client.file) json["file"] = client.file->string();
+    return json;
+  }
+
+  Display::Cells row() const {
+    using Terminal::Style;
+    const Display::Cell name{client.id, Style::bold};
+    if (!client.file) return {name, {"unknown"}, {"name it with --file PATH"}};
+    const Display::Cell state = *isEntered ? Display::Cell{"entered", Style::green} : Display::Cell{"not entered"};
+    return {name, state, {client.file->string()}};
+  }
+};
+
+/// What entering the server comes to, or came to.
+struct Entry {
+  fs::path file;
+  std::string server, command;
+  Merge merge;
+  bool isThere = false;  // and so nothing changes
+  bool isWritten = false;
+
+  std::optional<fs::path> backup() const {
+    const fs::path copy = MCPConfigWriter::backup(file);
+    if (!isWritten || !merge.before || Files::readIfPossible(copy) != merge.before) return std::nullopt;
+    return copy;
+  }
+
+  std::string result() const { return isThere ? "unchanged" : merge.result == Result::added ? "added" : "updated"; }
+
+  OrderedJson record() const {
+    OrderedJson json = {{"result", result()}, {"server", server},  {"file", file.string()},
+                        {"command", command}, {"backup", nullptr}, {"written", isWritten}};
+    if (const auto copy = backup()) json["backup"] = copy->string();
+    return json;
+  }
+
+  void tell() const {
+    if (isThere) return Terminal::say(server + " is in " + file.string() + " already: " + command);
+    if (!isWritten)
+      return Terminal::say("nothing is written; " + server + " would be " + result() + " in " + file.string());
+    Terminal::say(result() + " " + server + " in " + file.string() + ": " + command);
+    const auto copy = backup();
+    if (copy) Terminal::say("the file as it was: " + copy->string());
+    if (merge.before && !copy) Terminal::say("the file as it was could not be kept as a backup");
+  }
+};
 
 struct Installation {
   std::string client, file, name = MCPConfigWriter::defaultServerName;
@@ -164,50 +231,26 @@ struct Installation {
   ExitStatus list() const {
     std::vector<OrderedJson> records;
     std::vector<Display::Cells> rows;
-    for (const auto& [id, path] : clients()) {
-      const bool isEntered = path && formatOf(*path).hasServer(*path, name);
-      records.push_back({{"client", id}, {"entered", isEntered}, {"file", nullptr}});
-      if (path) records.back()["file"] = path->string();
-      rows.push_back({{id, Terminal::Style::bold},
-                      {isEntered ? "entered"
-                       : path    ? "not entered"
-                                 : "unknown",
-                       isEntered ? Terminal::Style::green : Terminal::Style::plain},
-                      {path ? path->string() : "name it with --file PATH"}});
-      if (!path) records.back()["entered"] = nullptr;
+    for (const auto& each : clients()) {
+      const Acquaintance known(each, name);
+      records.push_back(known.record());
+      rows.push_back(known.row());
     }
     json ? Display::list(records) : Display::list({"CLIENT", "STATE", "FILE"}, rows);
     return ExitStatus::done;
   }
 
   ExitStatus enter(const fs::path& path) const {
-    const std::string command = commandFor(path);
-    const Merge merge = formatOf(path).merged(path, command, name);
-    const std::string before = inOurLayout(path, merge.before.value_or(""));
-    const std::string after = inOurLayout(path, merge.after);
-    const bool isThere = merge.before && before == after;
-    if (!isThere && !dryRun) formatOf(path).merge(path, command, name);
-    if (dryRun && !json) Terminal::printForeign(difference(before, after));
-    tell(path, command, merge, isThere);
+    Entry entry{.file = path, .server = name, .command = commandFor(path), .merge = {}};
+    entry.merge = formatOf(path).merged(path, entry.command, name);
+    const std::string before = inOurLayout(path, entry.merge.before.value_or(""));
+    const std::string after = inOurLayout(path, entry.merge.after);
+    entry.isThere = entry.merge.before && before == after;
+    entry.isWritten = !entry.isThere && !dryRun;
+    if (entry.isWritten) formatOf(path).merge(path, entry.command, name);
+    if (dryRun && !json) Terminal::print(difference(before, after));
+    json ? Display::show(entry.record()) : entry.tell();
     return ExitStatus::done;
-  }
-
-  void tell(const fs::path& path, const std::string& command, const Merge& merge, bool isThere) const {
-    const std::string result = isThere ? "unchanged" : merge.result == Result::added ? "added" : "updated";
-    const bool wasWritten = !isThere && !dryRun;
-    const fs::path copy = MCPConfigWriter::backup(path);
-    const bool hasBackup = wasWritten && merge.before && Files::readIfPossible(copy) == merge.before;
-    if (json) {
-      OrderedJson record = {{"result", result},   {"server", name},    {"file", path.string()},
-                            {"command", command}, {"backup", nullptr}, {"written", wasWritten}};
-      if (hasBackup) record["backup"] = copy.string();
-      return Display::show(record);
-    }
-    Terminal::say(isThere  ? name + " is in " + path.string() + " already: " + command
-                  : dryRun ? "nothing is written; " + name + " would be " + result + " in " + path.string()
-                           : result + " " + name + " in " + path.string() + ": " + command);
-    if (hasBackup) Terminal::say("the file as it was: " + copy.string());
-    if (wasWritten && merge.before && !hasBackup) Terminal::say("the file as it was could not be kept as a backup");
   }
 };
 

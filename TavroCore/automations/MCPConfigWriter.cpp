@@ -28,15 +28,16 @@ void writeBackup(const fs::path& at, const std::string& before) noexcept try {
 } catch (const std::exception&) {
 }
 
+[[noreturn]] void refuse(const fs::path& at, const std::string& why) {
+  throw Error(at.string() + " is left as it is: " + why);
+}
+
 Result write(const fs::path& at, const Merge& merge) {
   if (at.has_parent_path()) Files::createDirectories(at.parent_path());
   if (merge.before) writeBackup(at, *merge.before);
+  if (Files::read(at) != merge.before) refuse(at, "another program has changed it meanwhile; try again");
   Files::replace(at, merge.after);
   return merge.result;
-}
-
-[[noreturn]] void refuse(const fs::path& at, const std::string& why) {
-  throw Error(at.string() + " is left as it is: " + why);
 }
 
 // ---- JSON.
