@@ -1,5 +1,5 @@
-// `completion bash|zsh|fish`: a script for the shell that completes verbs, and behind them tool ids, queued actions and
-// open questions.
+// `completion bash|zsh|fish`: a script for the shell that completes verbs, and behind them tool ids, queued actions,
+// open questions and automations.
 #pragma once
 
 #include "TavroCLI/Verb.h"
