@@ -2,12 +2,25 @@
 
 #include <system_error>
 
+#include "Platform/FileLock.h"
 #include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/harness/LoopName.h"
 
 namespace LoopStore {
+namespace {
+
+/// Of two that change a state at once, the later would undo what the earlier wrote: an owner's pause, when a run ends
+/// at that moment. Who holds the turn for a second is stuck, and isn't waited for.
+void takeTurn(std::optional<FileLock>& turn, const std::filesystem::path& directory) {
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    turn.emplace(directory);  // waits some milliseconds
+    if (turn->state() != FileLock::State::takenByAnother) return;
+  }
+}
+
+}  // namespace
 
 std::optional<LoopFiles> named(std::string_view name) {
   return isSafeLoopName(name) ? std::optional<LoopFiles>(name) : std::nullopt;
@@ -47,7 +60,10 @@ void writePrompt(const LoopFiles& files, const std::optional<std::string>& promp
 
 void changeState(const LoopFiles& files, const std::function<void(Json& state)>& change) noexcept {
   attempt([&] {
-    Files::createDirectories(files.state.parent_path());
+    const auto directory = files.state.parent_path();
+    Files::createDirectories(directory);
+    std::optional<FileLock> turn;
+    attempt([&] { takeTurn(turn, directory); });
     Json state = object(files.state).value_or(Json::object());
     change(state);
     Files::replace(files.state, JsonText::write(state));

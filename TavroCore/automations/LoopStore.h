@@ -27,7 +27,8 @@ void writeRecord(const LoopFiles& files, const Json& record);
 /// An empty prompt leaves the stored one. A failure is passed over.
 void writePrompt(const LoopFiles& files, const std::optional<std::string>& prompt) noexcept;
 
-/// Reads the loop's state, lets it be changed and writes it back whole. A failure is passed over.
+/// Reads the loop's state, lets it be changed and writes it back whole, one process at a time. A failure is passed
+/// over.
 void changeState(const LoopFiles& files, const std::function<void(Json& state)>& change) noexcept;
 void writeEnabled(const LoopFiles& files, bool enabled) noexcept;
 

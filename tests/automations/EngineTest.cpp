@@ -1,0 +1,213 @@
+// Guards the store of automations: what it reads from files that anybody may have written, that several processes can
+// use it at once, and that no operation ever reaches another loop than the one it was given.
+#include <sys/stat.h>
+
+#include "Platform/Bundle.h"
+#include "Platform/Json.h"
+#include "Platform/Process.h"
+#include "tests/automations/LoopHome.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class EngineTest : public LoopHome {
+ protected:
+  std::filesystem::path record(const std::string& name) const { return home / "automations" / name / "loop.json"; }
+  std::filesystem::path state(const std::string& name) const { return home / ".runtime/state" / (name + ".json"); }
+  static std::vector<std::string> names() {
+    std::vector<std::string> all;
+    for (const auto& loop : VendryEngine::list()) all.push_back(loop.name);
+    return all;
+  }
+  /// A process with a child of its own, and the lock that says it runs the loop. Its end closes the pipe.
+  pid_t runner(const std::string& loop, const std::string& identity = "") {
+    int ends[2];
+    EXPECT_EQ(::pipe(ends), 0);
+    const pid_t process = ::fork();
+    if (process == 0) {
+      ::close(ends[0]);
+      ::execl("/bin/sh", "sh", "-c", "sleep 60; exec sleep 60", nullptr);
+      ::_exit(127);
+    }
+    ::close(ends[1]);
+    ends_ = ends[0];
+    const auto lock = home / ".runtime/run" / (loop + ".lock.d");
+    write(lock / "pid", std::to_string(process) + "\n");
+    write(lock / "process", identity.empty() ? Process::identity(process) : identity);
+    return process;
+  }
+  void expectEnded(pid_t process) const {
+    char none = 0;
+    EXPECT_EQ(::read(ends_, &none, 1), 0) << "runner and child have closed it";
+    ::waitpid(process, nullptr, 0);
+    ::close(ends_);
+  }
+  int ends_ = -1;
+};
+
+TEST_F(EngineTest, readsRecordsAndStatesOfAnyShape) {
+  const auto summary = [&](const std::string& fields, const std::string& stateText) {
+    write(record("x"), R"({"name": "x")" + fields + "}");
+    write(state("x"), stateText);
+    const auto loop = VendryEngine::find("x");
+    if (!loop) return std::string("(nothing)");
+    return std::string(rawValue(loop->kind)) + ", " + loop->schedule.display() + ", " + loop->prompt.value_or("-") +
+           (loop->enabled ? ", on" : ", paused") + (loop->lastRun ? ", ran " : ", never ") +
+           std::to_string(loop->lastExit.value_or(-9));
+  };
+  EXPECT_EQ(summary("", ""), "agent, every 6h, -, on, never -9");
+  EXPECT_EQ(summary(R"(, "kind": "script", "command": "'/opt/tavro' run mail.send x=1")", "[]"),
+            "tool, every 6h, -, on, never -9");
+  EXPECT_EQ(summary(R"(, "kind": "script", "command": "echo run now")", R"({"enabled": 0, "lastExit": "1"})"),
+            "script, every 6h, -, on, never -9");
+  EXPECT_EQ(summary(R"(, "kind": "script", "command": 7, "schedule": {"type": "calendar"})", R"({"lastRun": 5})"),
+            "script, daily 9:00, -, on, never -9");
+  EXPECT_EQ(summary(R"(, "kind": [], "enabled": true, "prompt": "old", "schedule": "daily")",
+                    R"({"enabled": false, "lastRun": "2026-03-14T09:26:53Z", "lastExit": 143.0})"),
+            "agent, every 6h, old, paused, ran 143");
+  EXPECT_EQ(summary(R"(, "name": "y")", ""), "(nothing)");
+  EXPECT_EQ(summary(R"(, "name": 1)", ""), "(nothing)");
+  write(record("x").parent_path() / "AGENT.md", "new");
+  EXPECT_THAT(summary(R"(, "prompt": "old")", ""), HasSubstr(", new, "));
+  write(record("x").parent_path() / "AGENT.md", "\xff");
+  EXPECT_THAT(summary(R"(, "prompt": "old")", ""), HasSubstr(", old, "));
+}
+
+TEST_F(EngineTest, listsEachLoopOnceByItsName) {
+  EXPECT_THAT(names(), IsEmpty());
+  for (const char* name : {"b", "a", "Ä"}) VendryEngine::add(script(name));
+  std::filesystem::copy(record("a").parent_path(), home / "automations/copy of a",
+                        std::filesystem::copy_options::recursive);
+  write(home / "automations/.hidden/loop.json", R"({"name": ".hidden"})");
+  write(home / "automations/file", "");
+  std::filesystem::create_directories(home / "automations/empty");
+  std::filesystem::create_directories(home / "automations/pipe");
+  ASSERT_EQ(::mkfifo(record("pipe").c_str(), 0600), 0);
+  write(record("huge"), R"({"name": "huge"})");
+  std::filesystem::resize_file(record("huge"), 1LL << 40);
+  std::filesystem::create_directory_symlink("/nowhere", home / "automations/link");
+  EXPECT_THAT(names(), ElementsAre("a", "b", "Ä"));
+}
+
+TEST_F(EngineTest, keepsWithinItsDirectoryWhateverTheName) {
+  write(home / "loop.json", R"({"name": ".."})");
+  for (const std::string name : {"..", "", ".", "a/../..", "../x", "a ", "a:b", "$(x)", "a\n", "-x"}) {
+    EXPECT_THAT(refusal([&] { VendryEngine::add(script(name)); }), HasSubstr("begins with a letter or digit")) << name;
+    for (const auto& operation : std::initializer_list<std::function<void()>>{
+             [&] { VendryEngine::edit(script(name)); }, [&] { VendryEngine::setEnabled(name, true); },
+             [&] { VendryEngine::remove(name); }, [&] { VendryEngine::runNow(name); },
+             [&] { VendryEngine::stop(name); }, [&] { VendryEngine::attach(name); },
+             [&] { VendryEngine::syncOne(name); }})
+      EXPECT_EQ(refusal(operation), "no such automation: " + name);
+    EXPECT_TRUE(VendryEngine::logURL(name).empty());
+  }
+  EXPECT_THAT(Files::listIfPossible(home / "automations"), IsEmpty());
+  EXPECT_THAT(calls(), IsEmpty());
+}
+
+TEST_F(EngineTest, changesOnlyWhatADraftSpeaksOf) {
+  VendryEngine::add({.name = "x", .work = AutomationDraft::Agent{.prompt = "Do.", .model = "opus", .client = "codex"}});
+  write(record("x"), JsonText::write([&] {
+          Json changed = *VendryEngine::rawObject("x");
+          changed["mine"] = 1;
+          return changed;
+        }()));
+  VendryEngine::setEnabled("x", false);
+  VendryEngine::edit(script("x", "ls"));
+  const auto loop = *VendryEngine::find("x");
+  EXPECT_EQ(std::make_tuple(loop.kind, *loop.prompt, *loop.model, *loop.command, loop.enabled),
+            std::make_tuple(Automation::Kind::agent, "Do.", "opus", "ls", false));
+  EXPECT_EQ(VendryEngine::rawObject("x")->at("mine"), 1);
+  EXPECT_EQ(refusal([&] { VendryEngine::add(script("x")); }), "automation 'x' already exists (use edit)");
+  VendryEngine::remove("x");
+  VendryEngine::writeRunState("x", 1);  // of the run that was on its way
+  EXPECT_FALSE(Files::exists(record("x").parent_path()) || Files::exists(state("x")));
+}
+
+TEST_F(EngineTest, addsANameOnceHoweverManyTry) {
+  inProcesses(6, [&](int number) {
+    const auto result = refusal([&] { VendryEngine::add(script("x", std::to_string(number))); });
+    if (result == "(done)") Files::append(user / "winners", std::to_string(number));
+  });
+  EXPECT_EQ(read(user / "winners"), VendryEngine::find("x")->command);
+}
+
+TEST_F(EngineTest, keepsAPauseThatComesAsARunEnds) {
+  VendryEngine::add(script("x"));
+  inProcesses(2, [&](int number) {
+    for (int i = 0; i < 40; ++i) {
+      if (number == 0) VendryEngine::writeRunState("x", i);
+      if (number == 0) continue;
+      VendryEngine::setEnabled("x", i % 2 == 0);
+      EXPECT_EQ(VendryEngine::find("x")->enabled, i % 2 == 0) << i;
+    }
+  });
+  EXPECT_EQ(VendryEngine::find("x")->lastExit, 39);
+}
+
+TEST_F(EngineTest, leavesWholeFilesOnAFullDisk) {
+  write(home / "config.json", R"({"autonomyMode": "yolo"})");
+  VendryEngine::add(script("x", "before"));
+  bool fired = true;
+  int from = 0;
+  while (fired) {
+    Files::remove(user / "fired");
+    Process::run({.program = Bundle::url() / "Contents/Helpers/tavro",
+                  .arguments = {"run", "auto.edit", "name=x", "command=after"},
+                  .environment = {{"LD_PRELOAD", Bundle::url() / "libfaults.so"},
+                                  {"ASAN_OPTIONS", "verify_asan_link_order=0:detect_leaks=0"},
+                                  {"TAVRO_FAULT_FROM", std::to_string(++from)},
+                                  {"TAVRO_FAULT_MARKER", user / "fired"}}});
+    ASSERT_THAT(VendryEngine::find("x").value().command.value(), testing::AnyOf("before", "after")) << from;
+    ASSERT_TRUE(JsonText::parseObject(read(state("x")))) << from;
+    fired = Files::exists(user / "fired");
+  }
+  EXPECT_GT(from, 5);
+  EXPECT_EQ(VendryEngine::find("x")->command, "after");
+}
+
+TEST_F(EngineTest, stopsTheProcessThatHoldsTheLockAndNoOther) {
+  VendryEngine::add(script("x"));
+  EXPECT_EQ(refusal([] { VendryEngine::stop("x"); }), "'x' is not running");
+  const pid_t process = runner("x");
+  EXPECT_TRUE(VendryEngine::find("x")->running);
+  VendryEngine::stop("x");
+  expectEnded(process);
+  const pid_t stranger = runner("x", "another start");
+  EXPECT_EQ(refusal([] { VendryEngine::stop("x"); }), "'x' is not running");
+  EXPECT_TRUE(Process::isAlive(stranger));
+  Process::run({.program = "/usr/bin/pkill", .arguments = {"-P", std::to_string(stranger)}});
+  Process::terminate(stranger);
+  expectEnded(stranger);
+}
+
+TEST_F(EngineTest, stopsAndShowsTheSessionOfThatNameAndNoOther) {
+  for (const std::string name : {"news", "newsletter", "Ä b"}) {
+    VendryEngine::add(script(name));
+    if (name != "news") VendryEngine::tmux({"new-session", "-d", "-s", name, "exec sleep 60"});
+  }
+  calls();
+  EXPECT_EQ(refusal([] { VendryEngine::stop("news"); }), "'news' is not running");
+  EXPECT_EQ(refusal([] { VendryEngine::attach("news"); }), "'news' has no session in the background");
+  VendryEngine::tmux({"new-session", "-d", "-s", "news", "exec sleep 60"});
+  const auto script = user / "tavro-attach-news.command";
+  write(user / "victim", "mine");
+  std::filesystem::create_symlink(user / "victim", script);
+  VendryEngine::attach("news");
+  EXPECT_THAT(calls(), ElementsAre("open -a Terminal " + script.string()));
+  EXPECT_EQ(read(user / "victim"), "mine");
+  EXPECT_THAT(read(script),
+              HasSubstr("tmux -S '" + VendryEngine::tmuxSocket().string() + "' attach -t 'news'; then\n( "));
+  EXPECT_EQ(std::filesystem::status(script).permissions(), std::filesystem::perms(0755));
+  EXPECT_TRUE(Process::run({.program = "/bin/bash", .arguments = {"-n", script}}).errors.empty());
+  VendryEngine::stop("news");
+  EXPECT_EQ(read(home / ".runtime/run/news.done"), "143");
+  VendryEngine::stop("Ä b");
+  EXPECT_FALSE(VendryEngine::hasSession("news") || VendryEngine::hasSession("Ä b"));
+  EXPECT_TRUE(VendryEngine::hasSession("newsletter"));
+}
+
+}  // namespace
