@@ -21,13 +21,20 @@ Dictionary iTermDictionary() {
            {.name = "tab", .plural = "tabs", .properties = {{"index"}, {"current session"}}, .elements = {"session"}},
            {.name = "session",
             .plural = "sessions",
-            .properties = {{"id"}, {"unique id"}, {"name"}, {"tty"}, {"is processing"}, {"columns"}, {"rows"}}}},
+            .properties = {{"id"}, {"unique ID"}, {"name"}, {"tty"}, {"is processing"}, {"columns"}, {"rows"}}}},
       .commands = {{.name = std::string(createWindow) + "default profile",
                     .parameters = {{.label = "command"}},
                     .takesDirect = false},
                    {.name = std::string(createWindow) + "profile", .parameters = {{.label = "command"}}},
                    {.name = "write", .parameters = {{.label = "text"}, {.label = "newline", .flag = true}}}},
   };
+}
+
+/// `newline no` as well as `newline false`.
+bool isNo(const Value* value) {
+  if (value == nullptr) return false;
+  const auto* constant = value->as<Constant>();
+  return constant != nullptr ? constant->name == "no" : !asBoolean(*value);
 }
 
 class ITerm2 : public TerminalApplication {
@@ -47,9 +54,8 @@ class ITerm2 : public TerminalApplication {
   Value write(const Command& command) {
     const auto session = command.direct.object();
     const auto* text = command.parameter("text");
-    const auto* newline = command.parameter("newline");
     if (!session || text == nullptr) DesktopValues::notUnderstood(command);
-    type(*session, asText(*text) + (newline == nullptr || asBoolean(*newline) ? "\n" : ""));
+    type(*session, asText(*text) + (isNo(command.parameter("newline")) ? "" : "\n"));
     return {};
   }
 };

@@ -93,7 +93,7 @@ Value Part::identifier() const {
 }
 
 Value Part::property(std::string_view name) {
-  if (name == "id" || name == "unique id") return identifier();
+  if (name == "id" || name == "unique ID") return identifier();
   if (name == "tty") return session.tty;
   if (name == "bounds") return bounds();
   if (name == "index") return index();

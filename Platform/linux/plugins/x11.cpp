@@ -41,6 +41,7 @@ struct Rectangle {
   int y = 0;
   int width = 0;
   int height = 0;
+  int border = 0;  // of a window
 };
 
 struct Monitor : Rectangle {
@@ -109,10 +110,10 @@ std::vector<Monitor> Server::monitors() {
   if (reply) {
     for (auto each = xcb_randr_get_monitors_monitors_iterator(reply.get()); each.rem > 0;
          xcb_randr_monitor_info_next(&each))
-      found.push_back({{each.data->x, each.data->y, each.data->width, each.data->height}, each.data->primary != 0});
+      found.push_back({{each.data->x, each.data->y, each.data->width, each.data->height, 0}, each.data->primary != 0});
   }
   // A server without RandR 1.5 has its one screen.
-  if (found.empty()) found.push_back({{0, 0, screen_->width_in_pixels, screen_->height_in_pixels}, true});
+  if (found.empty()) found.push_back({{0, 0, screen_->width_in_pixels, screen_->height_in_pixels, 0}, true});
   return found;
 }
 
@@ -192,12 +193,16 @@ Rectangle Server::place(xcb_window_t window) {
   const Reply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(connection_, size, nullptr));
   const Reply<xcb_translate_coordinates_reply_t> corner(xcb_translate_coordinates_reply(connection_, origin, nullptr));
   if (!geometry || !corner) return {};
-  return {corner->dst_x, corner->dst_y, geometry->width, geometry->height};
+  return {corner->dst_x, corner->dst_y, geometry->width, geometry->height, geometry->border_width};
 }
 
+/// Without a window manager its border, which lies around a window's own place.
 Frame Server::frame(xcb_window_t window) {
   const auto told = numbers(window, "_NET_FRAME_EXTENTS");
-  if (told.size() != 4) return {};
+  if (told.size() != 4) {
+    const int border = place(window).border;
+    return {border, border, border, border};
+  }
   const auto width = [&](std::size_t side) { return static_cast<int>(std::min(told[side], 1000U)); };
   return {.left = width(0), .right = width(1), .top = width(2), .bottom = width(3)};
 }
@@ -268,7 +273,7 @@ void moveTo(Server& server, xcb_window_t window, const Bounds& bounds) {
   const long long height = static_cast<long long>(bounds.bottom) - bounds.top - frame.top - frame.bottom;
   const int x = fit(static_cast<long long>(bounds.left) + origin.x, -32768);
   const int y = fit(static_cast<long long>(bounds.top) + origin.y, -32768);
-  server.configure(window, {x, y, fit(width, 1), fit(height, 1)});
+  server.configure(window, {x, y, fit(width, 1), fit(height, 1), 0});
 }
 
 /// Does `work` with the window; false when it can't be found.

@@ -59,7 +59,7 @@ class Screen {
     cfmakeraw(&raw);
     tcsetattr(STDIN_FILENO, TCSANOW, &raw);
   }
-  ~Screen() { tcsetattr(STDIN_FILENO, TCSADRAIN, &before_); }
+  ~Screen() { tcsetattr(STDIN_FILENO, TCSANOW, &before_); }
   Screen(const Screen&) = delete;
   Screen& operator=(const Screen&) = delete;
 
