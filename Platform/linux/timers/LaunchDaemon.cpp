@@ -99,7 +99,9 @@ LaunchDaemon::LaunchDaemon()
       signals_(endingSignals()),
       changes_(changesOfFiles()),
       wallTimer_(need(::timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK), "timer")),
-      bootTimer_(need(::timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC | TFD_NONBLOCK), "timer")) {}
+      bootTimer_(need(::timerfd_create(CLOCK_BOOTTIME, TFD_CLOEXEC | TFD_NONBLOCK), "timer")) {
+  if (isTheOnlyOne()) Files::overwrite(LaunchdJobs::lockFile(), std::to_string(::getpid()) + "\n");
+}
 
 void LaunchDaemon::run() {
   reload();

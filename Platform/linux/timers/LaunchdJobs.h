@@ -3,7 +3,7 @@
 //   jobs/<name>.json    a loaded job; launchctl's, under `Lock`
 //   state/<name>.json   what was done for it; launchd's, which holds launchd.lock (and, for the moment in which it
 //                       becomes the job, its child's)
-//   launchd.lock        held by the running launchd
+//   launchd.lock        held by the running launchd, whose process id it tells
 //   changes.lock        held by a launchctl that changes jobs
 //
 // A name is the job's label (JobName). A file that can't be read costs that job only.

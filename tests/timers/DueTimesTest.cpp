@@ -1,0 +1,155 @@
+// Guards when a job is due: every kind of time, both changes of summer time, and clocks that jump, stop and start anew.
+#include <gtest/gtest.h>
+
+#include "Platform/linux/timers/DueTimes.h"
+#include "tests/platform/TemporaryDirectory.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Dates::Instant;
+
+/// "2026-03-29 01:59", local.
+Instant at(const std::string& text) {
+  Dates::Local local;
+  std::sscanf(text.c_str(), "%d-%d-%d %d:%d", &local.year, &local.month, &local.day, &local.hour, &local.minute);
+  return Dates::fromLocal(local);
+}
+
+TEST(DueTimes, findsTheNextTime) {
+  const ScopedVariable zone("TZ", "Europe/Berlin");
+  struct Row {
+    std::vector<CalendarTime> times;
+    const char* after;
+    const char* next;
+  };
+  const CalendarTime nine{.hour = 9, .minute = 0};
+  const CalendarTime either{.day = 13, .weekday = 5, .hour = 9, .minute = 0};
+  const CalendarTime halfPastTwo{.hour = 2, .minute = 30};
+  const Row rows[] = {
+      {{nine}, "2026-11-23 08:59", "2026-11-23 09:00"},
+      {{nine}, "2026-11-23 09:00", "2026-11-24 09:00"},
+      {{nine, {.hour = 7, .minute = 30}}, "2026-11-23 09:00", "2026-11-24 07:30"},
+      {{either}, "2026-11-01 00:00", "2026-11-06 09:00"},
+      {{either}, "2026-12-11 09:00", "2026-12-13 09:00"},
+      {{{.weekday = 0, .hour = 9, .minute = 0}}, "2026-11-23 12:00", "2026-11-29 09:00"},
+      {{{.weekday = 7, .hour = 9, .minute = 0}}, "2026-11-23 12:00", "2026-11-29 09:00"},
+      {{{.month = 2, .day = 29, .hour = 23, .minute = 59}}, "2096-03-01 00:00", "2104-02-29 23:59"},
+      {{{.month = 2, .day = 30, .hour = 9}}, "2026-11-23 12:00", "never"},
+      {{}, "2026-11-23 12:00", "never"},
+      {{{.hour = 9}}, "2026-11-23 09:58", "2026-11-23 09:59"},
+      {{{.hour = 9}}, "2026-11-23 09:59", "2026-11-24 09:00"},
+      {{{.minute = 15}}, "2026-11-23 23:15", "2026-11-24 00:15"},
+      {{{}}, "2026-12-31 23:59", "2027-01-01 00:00"},
+      {{halfPastTwo}, "2026-03-28 12:00", "2026-03-29 03:30"},  // there is no 2:30 that day
+      {{halfPastTwo}, "2026-03-29 03:30", "2026-03-30 02:30"},
+      {{{.minute = 30}}, "2026-03-29 01:30", "2026-03-29 03:30"},
+      {{halfPastTwo}, "2026-10-25 02:30", "2026-10-26 02:30"},  // there are two, of which the first counts
+  };
+  for (const auto& row : rows) {
+    const auto next = DueTimes::next(row.times, at(row.after));
+    EXPECT_EQ(next ? Dates::localText(*next, Dates::Unit::minute) : "never", row.next) << row.after;
+  }
+  EXPECT_EQ(DueTimes::next({{.minute = 30}}, at("2026-10-25 02:30")), at("2026-10-25 02:30") + 1h)
+      << "every hour also counts the one that comes twice";
+}
+
+/// A launchd on invented clocks.
+struct Simulation {
+  LaunchJob job;
+  Moment now = {at("2026-11-23 08:00"), 1h, "first"};
+  Moment handled = now;
+  std::string runs = {};
+
+  void look() {
+    const auto verdict = DueTimes::judge(job, handled, now);
+    handled = verdict.isDue ? now : verdict.handled;
+    if (verdict.isDue) runs += Dates::localText(now.wall, Dates::Unit::minute).substr(8) + " ";
+  }
+  void move(std::chrono::microseconds by) {
+    now.wall += by;
+    now.boot += by;
+  }
+  void pass(std::chrono::microseconds time) {
+    for (const auto end = now.boot + time; now.boot < end; look()) {
+      const auto verdict = DueTimes::judge(job, handled, now);
+      auto step = end - now.boot;
+      if (verdict.wall) step = std::min(step, *verdict.wall - now.wall);
+      if (verdict.boot) step = std::min(step, *verdict.boot - now.boot);
+      move(step);
+    }
+  }
+  void sleep(std::chrono::microseconds time) {
+    move(time);
+    look();
+  }
+  void setClock(std::chrono::microseconds by) {
+    now.wall += by;
+    look();
+  }
+  void restart(std::chrono::microseconds off) {
+    now = {now.wall + off, 10s, now.bootId + "+"};
+    look();
+  }
+};
+
+TEST(DueTimes, bearsWhateverHappensToTheClocks) {
+  const ScopedVariable zone("TZ", "UTC");
+  const LaunchJob daily{.times = {{.hour = 9, .minute = 0}}};
+  const LaunchJob hourly{.times = {{.minute = 0}}};
+  const LaunchJob everyTwoHours{.interval = 2h};
+  struct Row {
+    const char* what;
+    LaunchJob job;
+    void (*happens)(Simulation&);
+    const char* runs;
+  };
+  const Row rows[] = {
+      {"three days awake", daily, [](auto& s) { s.pass(72h); }, "23 09:00 24 09:00 25 09:00 "},
+      {"three days asleep", daily, [](auto& s) { s.sleep(76h), s.pass(22h); }, "26 12:00 27 09:00 "},
+      {"switched off over two times", daily, [](auto& s) { s.restart(48h), s.pass(2h); }, "25 08:00 25 09:00 "},
+      {"switched off before any", daily, [](auto& s) { s.restart(30min), s.pass(2h); }, "23 09:00 "},
+      {"set back by two hours", daily, [](auto& s) { s.pass(2h), s.setClock(-2h), s.pass(26h); }, "23 09:00 24 09:00 "},
+      {"set back by two hours, restarted", daily,
+       [](auto& s) { s.pass(90min), s.setClock(-2h), s.restart(1min), s.pass(26h); }, "23 09:00 24 09:00 "},
+      {"set back by a day", daily, [](auto& s) { s.pass(2h), s.setClock(-24h), s.pass(25h); },
+       "23 09:00 23 09:00 "},  // 10:00 the day before, whose time is past
+      {"set back by a day and two hours, in two steps", daily,
+       [](auto& s) { s.pass(2h), s.setClock(-26h), s.pass(2h), s.setClock(-2h), s.pass(4h); }, "23 09:00 22 09:00 "},
+      {"set forward over a time", daily, [](auto& s) { s.setClock(5h), s.pass(20h); }, "23 13:00 24 09:00 "},
+      {"set forward by a year", daily, [](auto& s) { s.setClock(365 * 24h), s.pass(2h); }, "23 08:00 23 09:00 "},
+      {"a clock of 1970 that is set later", daily,
+       [](auto& s) { s.pass(2h), s.restart(-400000h), s.setClock(400002h), s.pass(22h); },
+       "23 09:00 23 12:00 24 09:00 "},
+      {"every hour, set back", hourly, [](auto& s) { s.pass(2h), s.setClock(-90min), s.pass(1h); },
+       "23 09:00 23 10:00 23 09:00 "},
+      {"interval", everyTwoHours, [](auto& s) { s.pass(5h); }, "23 10:00 23 12:00 "},
+      {"interval, clock set", everyTwoHours, [](auto& s) { s.setClock(-9h), s.pass(3h), s.setClock(72h), s.pass(2h); },
+       "23 01:00 26 03:00 "},
+      {"interval, asleep", everyTwoHours, [](auto& s) { s.sleep(9h), s.pass(2h); }, "23 17:00 23 19:00 "},
+      {"interval, switched off", everyTwoHours, [](auto& s) { s.pass(1h), s.restart(30min), s.pass(1h); }, "23 10:00 "},
+      {"interval, switched off for long", everyTwoHours, [](auto& s) { s.restart(99h), s.pass(2h); },
+       "27 11:00 27 13:00 "},
+      {"interval, started with a clock far back", everyTwoHours, [](auto& s) { s.restart(-9999h), s.pass(3h); },
+       "02 19:00 "},
+  };
+  for (const auto& row : rows) {
+    Simulation simulation{row.job};
+    row.happens(simulation);
+    EXPECT_EQ(simulation.runs, row.runs) << row.what;
+  }
+}
+
+TEST(DueTimes, doesNotMakeUpForWhatCameDueDuringARun) {
+  const ScopedVariable zone("TZ", "UTC");
+  for (const auto& [job, next] : std::vector<std::pair<LaunchJob, const char*>>{
+           {{.times = {{.hour = 9, .minute = 0}}}, "24 09:00 "}, {{.interval = 2h}, "23 14:00 "}}) {
+    Simulation simulation{job};
+    simulation.move(5h);  // the run
+    simulation.handled = DueTimes::afterEnd(job, simulation.handled, simulation.now);
+    simulation.pass(job.interval ? 2h : 22h);
+    EXPECT_EQ(simulation.runs, next);
+  }
+}
+
+}  // namespace

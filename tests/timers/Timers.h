@@ -1,0 +1,93 @@
+// A user of their own for each test, whose systemd is a stand-in: a `systemctl` that writes down how it is called and
+// then does as `answer` says. A launchd that was started is ended.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <thread>
+
+#include "Platform/Bundle.h"
+#include "Platform/FileLock.h"
+#include "Platform/Files.h"
+#include "Platform/Json.h"
+#include "Platform/Process.h"
+#include "Platform/PropertyList.h"
+#include "tests/platform/TemporaryDirectory.h"
+
+class TimersTest : public testing::Test {
+ protected:
+  TimersTest() {
+    std::filesystem::create_directories(bin);
+    answer("exit 1");
+    for (const char* name : {"XDG_CONFIG_HOME", "XDG_DATA_HOME", "TAVRO_PLATFORM_BIN"}) unsetenv(name);
+  }
+  ~TimersTest() override { endLaunchd(SIGKILL); }
+
+  /// The rest of the stand-in's script; `$*` is its call.
+  void answer(const std::string& script) {
+    std::ofstream(bin / "systemctl") << "#!/bin/sh\necho \"$*\" >>'" << calls.string() << "'\n" << script << "\n";
+    std::filesystem::permissions(bin / "systemctl", std::filesystem::perms::owner_all);
+  }
+  /// Of a manager that reads our units.
+  void answerAsManager() { answer("echo Version=252; echo UnitPath=/etc/x '\"" + units.string() + "\"'"); }
+
+  std::string list(const std::string& name, const Json& propertyList) const {
+    const auto file = user / (name + ".plist").c_str();
+    std::ofstream(file) << PropertyList::xml(propertyList);
+    return file;
+  }
+  static Json shell(const std::string& label, const std::string& script) {
+    return {{"Label", label}, {"ProgramArguments", {"/bin/sh", "-c", script}}};
+  }
+  static Process::Result launchctl(std::vector<std::string> words) {
+    return Process::run({.program = desktopProgram("launchctl"), .arguments = std::move(words), .input = ""});
+  }
+  static std::string text(const std::filesystem::path& file) { return Files::read(file).value_or("(no file)"); }
+  static std::size_t lines(const std::filesystem::path& file) {
+    const auto all = Files::read(file).value_or("");
+    return static_cast<std::size_t>(std::count(all.begin(), all.end(), '\n'));
+  }
+  static std::filesystem::path desktopProgram(const char* name) { return Bundle::url() / "Contents/Desktop" / name; }
+
+  template <typename Condition>
+  static bool eventually(Condition condition) {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!condition()) {
+      if (std::chrono::steady_clock::now() > limit) return false;
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+  }
+  /// The running one's process; 0 where its lock doesn't tell (yet).
+  pid_t launchd() const {
+    const auto process = std::atoi(Files::readIfPossible(lock).value_or("").c_str());
+    std::error_code none;
+    const auto program = std::filesystem::read_symlink("/proc/" + std::to_string(process) + "/exe", none);
+    return process > 1 && program == desktopProgram("launchd") ? process : 0;
+  }
+  void endLaunchd(int signal) const {
+    pid_t process = 0;
+    EXPECT_TRUE(eventually([&] { return (process = launchd()) > 0 || !FileLock::isHeld(lock); }));
+    if (process > 0) ::kill(process, signal);
+    EXPECT_TRUE(eventually([this] { return !FileLock::isHeld(lock); }));
+  }
+
+  const TemporaryDirectory user;
+  const std::filesystem::path bin = user / "bin";
+  const std::filesystem::path calls = user / "calls";
+  const std::filesystem::path units = user / ".config/systemd/user";
+  const std::filesystem::path desktop = user / "desktop";
+  const std::filesystem::path lock = desktop / "launchd/launchd.lock";
+  const std::string domain = "gui/" + std::to_string(::getuid());
+
+ private:
+  const ScopedVariable home_{"HOME", user.path().c_str()};
+  const ScopedVariable desktop_{"TAVRO_DESKTOP", desktop.c_str()};
+  const ScopedVariable runtime_{"XDG_RUNTIME_DIR", user.path().c_str()};
+  const ScopedVariable path_{"PATH", (bin.string() + ":" + Environment::value("PATH").value_or("")).c_str()};
+};
