@@ -8,6 +8,7 @@
 #include <string>
 
 #include "Platform/Bundle.h"
+#include "Platform/Files.h"
 #include "Platform/Process.h"
 
 class Sandbox {
@@ -15,6 +16,10 @@ class Sandbox {
   Sandbox() {
     std::string name = std::filesystem::temp_directory_path() / "tavro-cli-XXXXXX";
     root_ = ::mkdtemp(name.data());
+    // A stand-in, so that no timer of a test's gets into the session of the person who runs it.
+    Files::createDirectories(root_ / "platform");
+    Files::replace(root_ / "platform/launchctl", "#!/bin/sh\necho \"$1 ${3##*vendry.}\" >> \"$HOME/launchctl.log\"\n",
+                   0755);
   }
   ~Sandbox() { std::filesystem::remove_all(root_); }
   Sandbox(const Sandbox&) = delete;
@@ -30,7 +35,9 @@ class Sandbox {
             {"XDG_DATA_HOME", root_},
             {"XDG_RUNTIME_DIR", ""},  // no session bus, and so no keyring of the person who runs the tests
             {"DBUS_SESSION_BUS_ADDRESS", ""},
+            {"TAVRO_PLATFORM_BIN", root_ / "platform"},
             {"VENDRY_RUN", ""},
+            {"VENDRY_DONE", ""},
             {"NO_COLOR", ""},
             {"TERM", "xterm"}};
   }
