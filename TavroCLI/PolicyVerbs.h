@@ -11,5 +11,6 @@ Work ruleAdd(CLI::App& command);
 Work ruleRemove(CLI::App& command);
 Work ruleEnable(CLI::App& command);
 Work ruleDisable(CLI::App& command);
+Work ruleTest(CLI::App& command);
 
 }  // namespace PolicyVerbs

@@ -10,8 +10,8 @@
 
 namespace QueueAudit {
 
-/// The lines that the queueing of this action may have left, newest first: usually one, several when the same action was
-/// queued several times within a minute. Throws DatabaseError.
+/// The lines that the queueing of this action may have left, newest first: usually one, several when the same action
+/// was queued several times within a minute. Throws DatabaseError.
 std::vector<AuditEntry> queueing(const PendingAction& action);
 
 /// Who asked for it: "mcp", or "mcp or vendry:news" where that can't be told apart; "unknown" without a line. A

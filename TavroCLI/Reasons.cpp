@@ -11,12 +11,11 @@ namespace {
 /// The reasons that stand for themselves.
 constexpr std::array<std::pair<const char*, const char*>, 6> plain = {{
     {"read", "it only reads, and that runs in every mode unless a rule denies it"},
-    {"yolo_auto", "the mode was yolo, in which everything runs"},
-    {"policy_copilote", "the mode was copilote, in which creations run, and no rule spoke of it"},
-    {"policy_panic", "the mode was panic"},
+    {"yolo_auto", "no rule denies it, and in the mode yolo everything runs"},
+    {"policy_copilote", "no rule speaks of it; in the mode copilote creations run, and destructive actions wait"},
+    {"policy_panic", "no rule can let it run in the mode panic, in which all but reads wait"},
     {"cap_reached", "a rule allows it, but as many actions as a day may have (dailyMutationCap) had run by rules"},
-    {"needs_approval",
-     "no rule spoke of it, and the mode made it wait: panic for everything but reads, copilote for destructive actions"},
+    {"needs_approval", "no rule spoke of it, and the mode made it wait: copilote the destructive, panic all but reads"},
 }};
 
 constexpr std::array<const char*, 3> ruleReasons = {"rule_deny:", "rule_ask:", "rule_allow:"};

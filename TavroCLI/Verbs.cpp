@@ -20,6 +20,7 @@
 #include "TavroCLI/RunVerb.h"
 #include "TavroCLI/Terminal.h"
 #include "TavroCLI/ToolsVerb.h"
+#include "TavroCLI/WhyVerb.h"
 
 namespace {
 
@@ -27,8 +28,9 @@ const std::vector<Verb> table = {
     {"run", "TOOL key=value...", "run a tool through the gate", RunVerb::run},
     {"tools", "[ID]", "the tools there are, or one of them whole", ToolsVerb::tools},
     {"pending", "[ID]", "the actions that wait for approval, or one of them whole", QueueVerbs::pending},
-    {"approve", "ID...", "let queued actions run, each after showing it and asking", QueueVerbs::approve},
-    {"reject", "ID...", "drop queued actions", QueueVerbs::reject},
+    {"approve", "[ID...]", "let queued actions run, each after showing it and asking", QueueVerbs::approve},
+    {"reject", "[ID...]", "drop queued actions", QueueVerbs::reject},
+    {"why", "ID", "which rule or mode decided about an action", WhyVerb::why},
     {"mode", "[panic|copilote|yolo]", "the autonomy mode, or change it", PolicyVerbs::mode},
     {"rule",
      "",
@@ -38,7 +40,8 @@ const std::vector<Verb> table = {
       {"add", "--tool P --decision D", "add a rule (--account A, --match key=text)", PolicyVerbs::ruleAdd},
       {"rm", "ID...", "remove rules", PolicyVerbs::ruleRemove},
       {"enable", "ID...", "switch rules on", PolicyVerbs::ruleEnable},
-      {"disable", "ID...", "switch rules off", PolicyVerbs::ruleDisable}}},
+      {"disable", "ID...", "switch rules off", PolicyVerbs::ruleDisable},
+      {"test", "TOOL key=value...", "what the gate would decide; runs nothing", PolicyVerbs::ruleTest}}},
     {"audit",
      "[TEXT]",
      "what was asked, decided and done, newest first",

@@ -26,7 +26,8 @@ std::optional<Story> ofQueuedAction(const std::string& typed) {
   for (const auto& item : Approval::list(PendingStore(ConfigDir::url()))) {
     if (!Text::lowercase(item.action.id).starts_with(Text::lowercase(typed))) continue;
     auto entries = QueueAudit::queueing(item.action);
-    if (entries.empty()) throw CommandError(ExitStatus::failed, item.action.id + " waits, and the audit has no line of it");
+    if (entries.empty())
+      throw CommandError(ExitStatus::failed, item.action.id + " waits, and the audit has no line of it");
     return Story{.decision = std::move(entries.front())};
   }
   return std::nullopt;
@@ -71,7 +72,9 @@ std::vector<Display::Field> fields(const Story& story) {
     rows.push_back({"decision", "the line of its queueing isn't in the audit any more"});
   }
   if (story.end) {
-    const char* end = story.end->outcome == "rejected" ? "rejected" : story.end->outcome == "error" ? "approved, and failed" : "approved";
+    const char* end = story.end->outcome == "rejected" ? "rejected"
+                      : story.end->outcome == "error"  ? "approved, and failed"
+                                                       : "approved";
     rows.push_back({"then", std::string(end) + " by " + story.end->actor + ", " + story.end->timestamp});
   }
   for (const auto& [key, value] : any.details) rows.push_back({"with " + key, value});
@@ -79,7 +82,8 @@ std::vector<Display::Field> fields(const Story& story) {
 }
 
 ExitStatus tell(const std::string& typed, bool json) {
-  if (typed.empty()) throw CommandError(ExitStatus::wrongUsage, "why what? Give the id of a queued action, or a tool's");
+  if (typed.empty())
+    throw CommandError(ExitStatus::wrongUsage, "why what? Give the id of a queued action, or a tool's");
   auto story = ofQueuedAction(typed);
   if (!story) story = ofDecidedAction(typed);
   if (!story) story = ofTool(typed);

@@ -4,7 +4,6 @@
 
 #include "Platform/Text.h"
 #include "Platform/Uuid.h"
-#include "TavroCore/harness/ActionPolicy.h"
 #include "TavroCore/harness/AuditLog.h"
 #include "TavroCore/harness/HarnessConfig.h"
 #include "TavroCore/harness/PendingStore.h"
@@ -48,11 +47,10 @@ Arguments with(Arguments details, const char* key, std::string value) {
 
 /// The count of today's mutations walks all of today's audit lines, and only an action that an allow
 /// rule lets through depends on it. So decide as on a fresh day first, and count for those alone.
-ActionPolicy::Outcome decide(const Call& call, const HarnessConfig& config) {
+ActionPolicy::Outcome decision(const Tool& tool, const Arguments& args, const HarnessConfig& config) {
   const auto rules = RuleStore::shared().all();
   const auto evaluate = [&](long long mutationsToday, long long dailyCap) {
-    return ActionPolicy::evaluate(call.tool.id, call.tool.effect, call.args, config.autonomyMode, *rules,
-                                  mutationsToday, dailyCap);
+    return ActionPolicy::evaluate(tool.id, tool.effect, args, config.autonomyMode, *rules, mutationsToday, dailyCap);
   };
   const auto uncapped = evaluate(0, 1);
   const bool allowedByRule = uncapped.decision == ActionPolicy::Decision::automatic && uncapped.ruleID;
@@ -125,7 +123,7 @@ Result pass(const Call& call, const std::filesystem::path& configDir) {
   // its owner may have locked everything.
   RuleStore::shared();
   const HarnessConfig config = HarnessConfig::load();
-  const ActionPolicy::Outcome outcome = decide(call, config);
+  const ActionPolicy::Outcome outcome = decision(call.tool, call.args, config);
   switch (outcome.decision) {
     case ActionPolicy::Decision::automatic:
       return runNow(call, outcome.reason);
@@ -153,6 +151,11 @@ Result run(const Tool& tool, const Arguments& args, const std::string& actor,
   return pass({tool, args, actor}, configDir);
 } catch (...) {
   return Failed{currentFailure()};
+}
+
+ActionPolicy::Outcome decide(const Tool& tool, const Arguments& args) {
+  RuleStore::shared();  // makes the home ready, before its settings are read
+  return decision(tool, args, HarnessConfig::load());
 }
 
 Built executeBuilt(const Tool& tool, const Arguments& args) noexcept try {

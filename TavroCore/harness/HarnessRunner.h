@@ -9,6 +9,7 @@
 #include <string_view>
 #include <variant>
 
+#include "TavroCore/harness/ActionPolicy.h"
 #include "TavroCore/harness/Tool.h"
 
 namespace HarnessRunner {
@@ -30,6 +31,9 @@ using Result = std::variant<Executed, Pending, Failed>;
 /// throws.
 Result run(const Tool& tool, const Arguments& args, const std::string& actor,
            const std::filesystem::path& configDir) noexcept;
+
+/// What `run` would decide now; nothing runs, and nothing is written. The arguments aren't checked.
+ActionPolicy::Outcome decide(const Tool& tool, const Arguments& args);
 
 struct Built {
   bool ok = false;

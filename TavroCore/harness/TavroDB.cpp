@@ -24,7 +24,8 @@ std::shared_ptr<GRDBQueue> openIn(const std::filesystem::path& configDir) {
 
 }  // namespace
 
-TavroDB::TavroDB(const std::shared_ptr<GRDBQueue>& queue) : audit(queue), rules(queue), feedback(queue) {}
+TavroDB::TavroDB(const std::shared_ptr<GRDBQueue>& queue)
+    : queue_(queue), audit(queue), rules(queue), feedback(queue) {}
 
 TavroDB::TavroDB() : TavroDB(std::shared_ptr<GRDBQueue>(GRDBQueue::openOnDisk(filename, migrator()))) {}
 
@@ -46,4 +47,13 @@ std::shared_ptr<TavroDB> TavroDB::forProcessIfPossible() noexcept try {
   return forProcess();
 } catch (const std::exception&) {
   return nullptr;
+}
+
+std::vector<std::string> TavroDB::faults() {
+  std::vector<std::string> lines;
+  queue_->read([&](Database& database) {
+    database.query("PRAGMA integrity_check", {},
+                   [&](const Row& row) { lines.push_back(row.text("integrity_check").value_or("")); });
+  });
+  return lines == std::vector<std::string>{"ok"} ? std::vector<std::string>() : lines;
 }

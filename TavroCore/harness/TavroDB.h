@@ -3,6 +3,8 @@
 
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "TavroCore/harness/AuditLog.h"
 #include "TavroCore/harness/FeedbackDB.h"
@@ -24,8 +26,12 @@ class TavroDB {
   /// As `forProcess`, with null for every failure.
   static std::shared_ptr<TavroDB> forProcessIfPossible() noexcept;
 
+  /// What SQLite finds wrong when it checks the whole file, a line each; empty when it is sound. Throws DatabaseError.
+  std::vector<std::string> faults();
+
  private:
   explicit TavroDB(const std::shared_ptr<GRDBQueue>& queue);
+  std::shared_ptr<GRDBQueue> queue_;
 
  public:
   AuditDB audit;
