@@ -26,10 +26,11 @@ class VirtualScreen {
     unsetenv("WAYLAND_DISPLAY");
   }
   ~VirtualScreen() {
+    unsetenv("DISPLAY");
+    if (process_ <= 0) return;  // that would be everybody
     proceed();
     kill(process_, SIGTERM);
     waitpid(process_, nullptr, 0);
-    unsetenv("DISPLAY");
   }
   VirtualScreen(const VirtualScreen&) = delete;
   VirtualScreen& operator=(const VirtualScreen&) = delete;
@@ -42,7 +43,8 @@ class VirtualScreen {
   [[noreturn]] static void become(int told) {
     const std::string number = std::to_string(told);
     dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);  // it tells of other servers that run
-    execlp("Xvfb", "Xvfb", "-displayfd", number.c_str(), "-screen", "0", "1600x600x24", "-nolisten", "tcp", nullptr);
+    execlp("Xvfb", "Xvfb", "-displayfd", number.c_str(), "-screen", "0", "1600x600x24", "-nolisten", "tcp", "-noreset",
+           nullptr);
     _exit(127);
   }
 

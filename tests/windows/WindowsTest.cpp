@@ -106,6 +106,11 @@ TEST_F(Windows, aLoopsWindowOpensInItsPlaceRunsItsScriptAndIsClosedByItsId) {
   const auto words = Text::split(Text::trim(waitFor("ran")), ' ');
   EXPECT_THAT(words, testing::ElementsAre("terminal", "nightly", testing::_));
   EXPECT_EQ(tell("iTerm", "bounds of current window"), "100, 50, 900, 550");
+  for (const auto number : {0U, TerminalSessions::all("iTerm2").back().window, 12345U}) {
+    auto window = TerminalSessions::window(TerminalSessions::all("iTerm2").front());
+    window.number = number;  // none told, another's, and none at all
+    EXPECT_EQ(WindowPlacement::bounds(window).value_or(WindowPlacement::Bounds()).left, 100) << number;
+  }
 
   EXPECT_EQ(closeLoop(id), "");
   EXPECT_FALSE(Process::isAlive(std::stoi(words.back()))) << "it doesn't heed a hang-up";
@@ -168,7 +173,7 @@ TEST_F(Windows, nothingStaysOfAWindowThatWasKilled) {
     kill(emulator ? ProcessTree::ancestors(session.process).front() : session.process, SIGKILL);
     EXPECT_TRUE(eventually([] { return TerminalSessions::all("iTerm2").empty(); }));
     EXPECT_TRUE(eventually([&] { return !Process::isAlive(session.shell); }));
-    EXPECT_TRUE(Files::list(scratch_ / "desktop/terminals").empty());
+    EXPECT_TRUE(eventually([&] { return Files::list(scratch_ / "desktop/terminals").empty(); }));
     EXPECT_THROW(TerminalSessions::type(session, "x"), Error);
   }
 }

@@ -252,7 +252,8 @@ std::map<std::string, std::string> ownVariables() {
 
 Order order(const fs::path& directory) {
   const auto text = object(directory / "request.json");
-  if (!text || !isId(directory.filename().string())) throw Error("Nobody waits for this window any more.");
+  if (!text || !isId(directory.filename().string()) || !Files::remove(directory / "request.json"))
+    throw Error("nobody waits for this window any more");
   Order found{.request = {.application = field<std::string>(*text, "application"),
                           .command = field<std::string>(*text, "command")},
               .variables = {}};

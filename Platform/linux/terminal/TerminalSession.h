@@ -71,7 +71,7 @@ struct Order {
   Request request;
   std::map<std::string, std::string> variables;
 };
-/// What the window that was opened with this directory is to do. Throws Error when nobody waits for it.
+/// What the window that was opened with this directory is to do, once. Throws Error when nobody waits for it.
 Order order(const std::filesystem::path& directory);
 /// From now on the session is there. Throws FileFailure when it isn't waited for any more.
 void announce(const std::filesystem::path& directory, const TerminalSession& session);
