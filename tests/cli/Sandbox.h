@@ -17,11 +17,14 @@ class Sandbox {
     std::string name = std::filesystem::temp_directory_path() / "tavro-cli-XXXXXX";
     root_ = ::mkdtemp(name.data());
     // A stand-in, so that no timer of a test's gets into the session of the person who runs it.
-    Files::createDirectories(root_ / "platform");
-    Files::replace(root_ / "platform/launchctl", "#!/bin/sh\necho \"$1 ${3##*vendry.}\" >> \"$HOME/launchctl.log\"\n",
+    Files::createDirectories(platform());
+    Files::replace(platform() / "launchctl", "#!/bin/sh\necho \"$1 ${3##*vendry.}\" >> \"$HOME/launchctl.log\"\n",
                    0755);
   }
-  ~Sandbox() { std::filesystem::remove_all(root_); }
+  ~Sandbox() {
+    std::filesystem::remove_all(root_);
+    std::filesystem::remove_all(platform());
+  }
   Sandbox(const Sandbox&) = delete;
   Sandbox& operator=(const Sandbox&) = delete;
 
@@ -35,7 +38,7 @@ class Sandbox {
             {"XDG_DATA_HOME", root_},
             {"XDG_RUNTIME_DIR", ""},  // no session bus, and so no keyring of the person who runs the tests
             {"DBUS_SESSION_BUS_ADDRESS", ""},
-            {"TAVRO_PLATFORM_BIN", root_ / "platform"},
+            {"TAVRO_PLATFORM_BIN", platform()},
             {"VENDRY_RUN", ""},
             {"VENDRY_DONE", ""},
             {"NO_COLOR", ""},
@@ -52,5 +55,7 @@ class Sandbox {
   }
 
  private:
+  std::filesystem::path platform() const { return root_.string() + ".platform"; }
+
   std::filesystem::path root_;
 };
