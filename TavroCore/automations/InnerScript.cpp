@@ -3,11 +3,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 
 #include "Platform/Files.h"
 #include "Platform/Text.h"
 #include "TavroCore/automations/ClientCommand.h"
+#include "TavroCore/automations/PlainText.h"
 #include "TavroCore/automations/ShellText.h"
 
 namespace InnerScript {
@@ -16,11 +16,8 @@ namespace {
 
 /// For the inside of double quotes: a client's id stands in the record, which anybody may have edited.
 std::string harmless(std::string id) {
-  const auto isHarmless = [](unsigned char byte) {
-    return std::isalnum(byte) != 0 || byte == '.' || byte == '-' || byte == '_';
-  };
-  std::replace_if(
-      id.begin(), id.end(), [&](char byte) { return !isHarmless(static_cast<unsigned char>(byte)); }, '_');
+  std::ranges::replace_if(
+      id, [](char byte) { return !PlainText::isPlain(byte, ".-_"); }, '_');
   return id;
 }
 

@@ -1,24 +1,15 @@
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <cctype>
-
 #include "Platform/Process.h"
 #include "Platform/Program.h"
 #include "Platform/Text.h"
 #include "TavroCore/automations/DoneMarker.h"
 #include "TavroCore/automations/Launchers.h"
+#include "TavroCore/automations/PlainText.h"
 #include "TavroCore/automations/ShellText.h"
 #include "TavroCore/automations/VendryScreens.h"
 
 namespace {
-
-/// Nothing but ASCII letters, digits and `others`: text that neither a shell nor a script reads anything into.
-bool isPlain(std::string_view text, std::string_view others) {
-  return std::ranges::all_of(text, [&](unsigned char byte) {
-    return (byte < 0x80 && std::isalnum(byte) != 0) || others.find(static_cast<char>(byte)) != std::string_view::npos;
-  });
-}
 
 /// Inside the double quotes of a script's text.
 std::string escaped(std::string_view text) {
@@ -44,7 +35,7 @@ std::string placement(const LoopRun& run) {
 /// What the window's shell is to run, as it stands in the script.
 std::string shellPath(const LoopRun& run) {
   const std::string& path = run.files.innerScript.native();
-  return isPlain(path, "/._-") ? path : escaped(ShellText::quoted(path));
+  return PlainText::isPlain(path, "/._-") ? path : escaped(ShellText::quoted(path));
 }
 
 /// Gives the session's id; empty when there is none, or one that can't stand in the closing script.
@@ -61,7 +52,7 @@ end tell
 )",
                                                    placement(run), shellPath(run)));
   const std::string id = Text::replaceAll(output, "\n", "");
-  return isPlain(id, "-_.:") ? id : "";
+  return PlainText::isPlain(id, "-_.:") ? id : "";
 }
 
 void closeWindow(const std::string& id) {
