@@ -96,6 +96,21 @@ TEST_F(OnATerminal, aLongArgumentIsBrokenBehindItsBarAndShownWhole) {
   EXPECT_THAT(screen, HasSubstr("\n            │ WWW"));
 }
 
+TEST_F(OnATerminal, thePickerShowsAllThatWaitsWholeAndDoesWhatIsChosen) {
+  sandbox.shell(R"(cd home/pending; for id in BBBB2222 CCCC3333; do
+    printf '{"id":"%s","tool":"how_it_works","summary":"","args":{},"createdAt":"2026-02-02T03:04:05Z"}' $id > $id.json
+  done)");
+  const Session none = onTerminal(sandbox, "tavro approve", "4\n0-1\n\n", "rest:");
+  EXPECT_EQ(std::count(none.screen.begin(), none.screen.end(), 'W'), 3 * (200 + 1));  // and that of "Which", asked anew
+  EXPECT_THAT(none.screen, HasSubstr("That isn't a choice among 1 to 3."));
+  EXPECT_TRUE(waits());
+  const Session some = onTerminal(sandbox, "tavro approve", "r 1\n1-2\n", "rest:");
+  EXPECT_EQ(some.status, 0) << some.screen;
+  EXPECT_THAT(some.screen, HasSubstr("nothing waits for approval"));
+  EXPECT_EQ(sandbox.shell("tavro audit | cut -f4,5 | sort").output,
+            "executed\tapproved:BBBB2222\nexecuted\tapproved:CCCC3333\nrejected\trejected:AAAA1111\n");
+}
+
 TEST_F(OnATerminal, aTypedPasswordIsNotShownAndTheTerminalIsAsItWasHoweverItEnds) {
   const std::string command = "tavro imap password ann@example.org";
   const auto type = [&](const std::string& keys) {
