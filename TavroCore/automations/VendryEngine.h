@@ -1,7 +1,8 @@
 // The store of automations, and what can be done with one. It keeps nothing in memory: servers, the owner's command and
 // the runs of the timers share the files (LoopFiles.h), so every call reads them again.
 //
-// Every operation that takes a name treats one that `add` would refuse as no such automation, before it forms a path.
+// Every operation that takes a name treats one that `add` would refuse as no such automation, before it forms a path;
+// what gives a path then gives the empty one.
 #pragma once
 
 #include <filesystem>
@@ -37,7 +38,8 @@ std::filesystem::path logURL(std::string_view name);
 /// Makes the directories, after the migration of an older installation. Failures are passed over.
 void ensureLayout() noexcept;
 
-/// By name. A record that can't be read is passed over.
+/// By name. Passed over are records that can't be read, and those in a directory of another name: it was copied or
+/// renamed by hand, and its record still means the other loop.
 std::vector<Automation> list();
 /// The automation of a loop.json; nothing for anything but an object with a name that `add` would take.
 std::optional<Automation> read(const std::filesystem::path& url);
@@ -58,9 +60,11 @@ void remove(const std::string& name);
 
 /// Starts a run that doesn't depend on us, of a paused loop too.
 void runNow(const std::string& name);
-/// Ends a run in progress. Throws EngineError::notRunning where there is none.
+/// Ends a run in progress: its session, else its process and the children of that. Throws EngineError::notRunning where
+/// there is none.
 void stop(const std::string& name);
-/// Opens a terminal on the session of a run in the background.
+/// Opens a terminal on the session of a run in the background. Throws EngineError where there is none, or the terminal
+/// can't be opened.
 void attach(const std::string& name);
 
 std::filesystem::path tmuxSocket();
@@ -89,7 +93,7 @@ bool resyncIfRelocated();
 
 // ---- For the runner.
 
-/// Adds what a run left to the loop's state. A failure is passed over.
+/// Adds what a run left to the loop's state, unless the loop has been removed meanwhile. A failure is passed over.
 void writeRunState(const std::string& name, int exitCode) noexcept;
 
 }  // namespace VendryEngine

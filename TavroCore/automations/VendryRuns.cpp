@@ -94,7 +94,8 @@ void stop(const std::string& name) {
   const auto files = LoopStore::existing(name);
   if (hasSession(name) && tmux({"has-session", "-t", name}) == 0) return endSession(files);
   const auto runner = RunLock::liveHolder(files);
-  if (!runner) throw EngineError::notRunning(name);
+  // A lock file can hold anything. Process 1 never is a run, and its children are half of what the owner has running.
+  if (!runner || *runner == 1) throw EngineError::notRunning(name);
   endProcess(files, *runner);
 }
 

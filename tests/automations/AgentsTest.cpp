@@ -57,7 +57,7 @@ TEST_F(AgentsTest, followTheirLoop) {
     EXPECT_FALSE(Files::exists(plist("x")));
   }
   VendryEngine::edit(script("x", "true", {Schedule::Interval{5}}));
-  EXPECT_FALSE(Files::exists(plist("x"))) << "an edit doesn't resume it";
+  EXPECT_EQ(timer("x"), Json()) << "an edit doesn't resume it";
   VendryEngine::setEnabled("x", true);
   EXPECT_EQ(timer("x")["StartInterval"], 300);
   calls();

@@ -22,30 +22,6 @@ class EngineTest : public LoopHome {
     for (const auto& loop : VendryEngine::list()) all.push_back(loop.name);
     return all;
   }
-  /// A process with a child of its own, and the lock that says it runs the loop. Its end closes the pipe.
-  pid_t runner(const std::string& loop, const std::string& identity = "") {
-    int ends[2];
-    EXPECT_EQ(::pipe(ends), 0);
-    const pid_t process = ::fork();
-    if (process == 0) {
-      ::close(ends[0]);
-      ::execl("/bin/sh", "sh", "-c", "sleep 60; exec sleep 60", nullptr);
-      ::_exit(127);
-    }
-    ::close(ends[1]);
-    ends_ = ends[0];
-    const auto lock = home / ".runtime/run" / (loop + ".lock.d");
-    write(lock / "pid", std::to_string(process) + "\n");
-    write(lock / "process", identity.empty() ? Process::identity(process) : identity);
-    return process;
-  }
-  void expectEnded(pid_t process) const {
-    char none = 0;
-    EXPECT_EQ(::read(ends_, &none, 1), 0) << "runner and child have closed it";
-    ::waitpid(process, nullptr, 0);
-    ::close(ends_);
-  }
-  int ends_ = -1;
 };
 
 TEST_F(EngineTest, readsRecordsAndStatesOfAnyShape) {
@@ -68,7 +44,6 @@ TEST_F(EngineTest, readsRecordsAndStatesOfAnyShape) {
   EXPECT_EQ(summary(R"(, "kind": [], "enabled": true, "prompt": "old", "schedule": "daily")",
                     R"({"enabled": false, "lastRun": "2026-03-14T09:26:53Z", "lastExit": 143.0})"),
             "agent, every 6h, old, paused, ran 143");
-  EXPECT_EQ(summary(R"(, "name": "y")", ""), "(nothing)");
   EXPECT_EQ(summary(R"(, "name": 1)", ""), "(nothing)");
   write(record("x").parent_path() / "AGENT.md", "new");
   EXPECT_THAT(summary(R"(, "prompt": "old")", ""), HasSubstr(", new, "));
@@ -82,13 +57,11 @@ TEST_F(EngineTest, listsEachLoopOnceByItsName) {
   std::filesystem::copy(record("a").parent_path(), home / "automations/copy of a",
                         std::filesystem::copy_options::recursive);
   write(home / "automations/.hidden/loop.json", R"({"name": ".hidden"})");
-  write(home / "automations/file", "");
   std::filesystem::create_directories(home / "automations/empty");
   std::filesystem::create_directories(home / "automations/pipe");
   ASSERT_EQ(::mkfifo(record("pipe").c_str(), 0600), 0);
   write(record("huge"), R"({"name": "huge"})");
   std::filesystem::resize_file(record("huge"), 1LL << 40);
-  std::filesystem::create_directory_symlink("/nowhere", home / "automations/link");
   EXPECT_THAT(names(), ElementsAre("a", "b", "Ä"));
 }
 
@@ -110,11 +83,9 @@ TEST_F(EngineTest, keepsWithinItsDirectoryWhateverTheName) {
 
 TEST_F(EngineTest, changesOnlyWhatADraftSpeaksOf) {
   VendryEngine::add({.name = "x", .work = AutomationDraft::Agent{.prompt = "Do.", .model = "opus", .client = "codex"}});
-  write(record("x"), JsonText::write([&] {
-          Json changed = *VendryEngine::rawObject("x");
-          changed["mine"] = 1;
-          return changed;
-        }()));
+  Json changed = *VendryEngine::rawObject("x");
+  changed["mine"] = 1;
+  write(record("x"), JsonText::write(changed));
   VendryEngine::setEnabled("x", false);
   VendryEngine::edit(script("x", "ls"));
   const auto loop = *VendryEngine::find("x");
@@ -139,10 +110,9 @@ TEST_F(EngineTest, keepsAPauseThatComesAsARunEnds) {
   VendryEngine::add(script("x"));
   inProcesses(2, [&](int number) {
     for (int i = 0; i < 40; ++i) {
-      if (number == 0) VendryEngine::writeRunState("x", i);
-      if (number == 0) continue;
-      VendryEngine::setEnabled("x", i % 2 == 0);
-      EXPECT_EQ(VendryEngine::find("x")->enabled, i % 2 == 0) << i;
+      const bool on = i % 2 == 0;
+      number == 0 ? VendryEngine::writeRunState("x", i) : VendryEngine::setEnabled("x", on);
+      EXPECT_TRUE(number == 0 || VendryEngine::find("x")->enabled == on) << i;
     }
   });
   EXPECT_EQ(VendryEngine::find("x")->lastExit, 39);
@@ -169,19 +139,25 @@ TEST_F(EngineTest, leavesWholeFilesOnAFullDisk) {
   EXPECT_EQ(VendryEngine::find("x")->command, "after");
 }
 
-TEST_F(EngineTest, stopsTheProcessThatHoldsTheLockAndNoOther) {
+TEST_F(EngineTest, stopsTheProcessThatHoldsTheLockAndItsChild) {
   VendryEngine::add(script("x"));
   EXPECT_EQ(refusal([] { VendryEngine::stop("x"); }), "'x' is not running");
-  const pid_t process = runner("x");
+  int ends[2];
+  ASSERT_EQ(::pipe(ends), 0);
+  const pid_t process = ::fork();
+  if (process == 0 && ::dup2(ends[1], 1) == 1) ::execl("/bin/sh", "sh", "-c", "sleep 60 & echo; wait", nullptr);
+  char line = 0;
+  EXPECT_EQ(::read(ends[0], &line, 1), 1) << "the child is there";
+  ::close(ends[1]);
+  const auto lock = home / ".runtime/run/x.lock.d";
+  write(lock / "pid", std::to_string(process) + "\n");
+  write(lock / "process", "another start");  // the id has gone on to another process
+  EXPECT_EQ(refusal([] { VendryEngine::stop("x"); }), "'x' is not running");
+  write(lock / "process", Process::identity(process));
   EXPECT_TRUE(VendryEngine::find("x")->running);
   VendryEngine::stop("x");
-  expectEnded(process);
-  const pid_t stranger = runner("x", "another start");
-  EXPECT_EQ(refusal([] { VendryEngine::stop("x"); }), "'x' is not running");
-  EXPECT_TRUE(Process::isAlive(stranger));
-  Process::run({.program = "/usr/bin/pkill", .arguments = {"-P", std::to_string(stranger)}});
-  Process::terminate(stranger);
-  expectEnded(stranger);
+  EXPECT_EQ(::read(ends[0], &line, 1), 0) << "neither of the two has the pipe any more";
+  EXPECT_EQ(::waitpid(process, nullptr, 0), process);
 }
 
 TEST_F(EngineTest, stopsAndShowsTheSessionOfThatNameAndNoOther) {
@@ -202,7 +178,6 @@ TEST_F(EngineTest, stopsAndShowsTheSessionOfThatNameAndNoOther) {
   EXPECT_THAT(read(script),
               HasSubstr("tmux -S '" + VendryEngine::tmuxSocket().string() + "' attach -t 'news'; then\n( "));
   EXPECT_EQ(std::filesystem::status(script).permissions(), std::filesystem::perms(0755));
-  EXPECT_TRUE(Process::run({.program = "/bin/bash", .arguments = {"-n", script}}).errors.empty());
   VendryEngine::stop("news");
   EXPECT_EQ(read(home / ".runtime/run/news.done"), "143");
   VendryEngine::stop("Ä b");
