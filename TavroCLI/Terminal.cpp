@@ -170,6 +170,15 @@ bool readerLeaves(std::chrono::milliseconds within) {
 
 void say(std::string_view text) { writeAll(STDERR_FILENO, Display::harmlessLines(text) + "\n"); }
 
+Progress::Progress(std::string_view doing)
+    : isShown_(::isatty(STDERR_FILENO) != 0 && Environment::value("TERM") != "dumb") {
+  if (isShown_) writeAll(STDERR_FILENO, Display::harmless(doing) + "…");
+}
+
+Progress::~Progress() {
+  if (isShown_) writeAll(STDERR_FILENO, "\r\033[K");
+}
+
 bool canAsk() { return Conversation().possible(); }
 
 std::string askLine(std::string_view matter, std::string_view question) {

@@ -28,6 +28,18 @@ bool readerLeaves(std::chrono::milliseconds within);
 /// Tells the person something on standard error, a line or several, always harmless.
 void say(std::string_view text);
 
+/// A line on standard error that tells what takes so long, and goes with this. Only where that is a terminal.
+class Progress {
+ public:
+  explicit Progress(std::string_view doing);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+ private:
+  bool isShown_;
+};
+
 /// Can a person be asked? On the controlling terminal, or on standard input when that is a terminal.
 bool canAsk();
 /// Shows `matter` and the question where the answer is typed, even when the outputs are redirected. True for "y" and
