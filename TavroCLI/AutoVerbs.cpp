@@ -113,7 +113,7 @@ std::string fromHere(const std::string& directory) {
 }
 
 /// NAME key=value...
-Arguments described(const std::vector<std::string>& words, std::vector<std::string> known) {
+Arguments described(const std::vector<std::string>& words, const std::vector<std::string>& known) {
   const auto isPair = [](const std::string& word) { return word.find('=') != word.npos; };
   if (words.empty() || isPair(words.front())) wrong("the automation's NAME comes first, and then its arguments");
   Arguments args = ToolArguments::parsed({words.begin() + 1, words.end()});
