@@ -19,10 +19,10 @@ TEST_F(RunLockTest, isTakenByOneOfManyWhateverADeadHolderLeft) {
   for (const auto& [from, leave] : leftBehind) {
     leave();
     constexpr int contenders = 12;
-    inProcesses(contenders, [&](int) {
+    inProcesses(contenders, [&, expected = from](int) {
       const RunLock lock(files);
       if (lock.isHeld()) {
-        EXPECT_EQ(lock.takenOverFrom().value_or("(nobody)"), from);
+        EXPECT_EQ(lock.takenOverFrom().value_or("(nobody)"), expected);
         EXPECT_EQ(RunLock::liveHolder(files), ::getpid());
         Files::append(user / "winners", "w");
       } else {
