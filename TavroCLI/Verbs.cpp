@@ -164,17 +164,24 @@ std::string alternatives(const std::vector<Verb>& verbs, std::size_t columns) {
   return text;
 }
 
-/// A line a verb. The children of a mere head share its line, so that the overview fits a screen.
-void addUsage(std::string& text, const std::string& prefix, const std::vector<Verb>& verbs) {
+/// "TOOL key=value...", "list|add|rm" for the head of others, "[TEXT]|purge" for what is both.
+std::string argumentsOf(const Verb& verb, std::size_t columns) {
+  if (!verb.declare) return alternatives(verb.children, columns);
+  std::string text = verb.arguments;
+  for (const auto& child : verb.children) text += "|" + std::string(child.name);
+  return text;
+}
+
+/// A line a verb, with its children in it, so that the overview fits a screen.
+void addUsage(std::string& text) {
   constexpr std::size_t column = 36;
-  for (const auto& verb : verbs) {
+  for (const auto& verb : table) {
     if (verb.isForPrograms) continue;
-    const std::string name = prefix + verb.name;
-    const std::string arguments = verb.declare ? verb.arguments : alternatives(verb.children, column - name.size() - 4);
+    const std::string name = verb.name;
+    const std::string arguments = argumentsOf(verb, column - name.size() - 4);
     std::string line = "  " + name + (arguments.empty() ? "" : " ") + arguments;
     line.resize(std::max(line.size() + 1, column), ' ');
     text += line + verb.summary + "\n";
-    if (verb.declare) addUsage(text, name + " ", verb.children);
   }
 }
 
@@ -186,7 +193,7 @@ const std::vector<Verb>& all() { return table; }
 
 std::string usage() {
   std::string text = "tavro: what an agent may do on your behalf, under your control.\n\n";
-  addUsage(text, "", table);
+  addUsage(text);
   return text +
          "\nListings take --json. What changes something asks first, or takes --yes.\n"
          "Exit status: 0 done, 1 failed, 2 wrong usage, 3 queued for approval, 4 denied.\n"
