@@ -4,20 +4,17 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <fstream>
-#include <thread>
 
 #include "Platform/Bundle.h"
-#include "Platform/FileLock.h"
 #include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "Platform/Process.h"
 #include "Platform/PropertyList.h"
 #include "tests/platform/TemporaryDirectory.h"
+#include "tests/timers/Launchd.h"
 
 class TimersTest : public testing::Test {
  protected:
@@ -54,28 +51,8 @@ class TimersTest : public testing::Test {
   }
   static std::filesystem::path desktopProgram(const char* name) { return Bundle::url() / "Contents/Desktop" / name; }
 
-  template <typename Condition>
-  static bool eventually(Condition condition) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!condition()) {
-      if (std::chrono::steady_clock::now() > limit) return false;
-      std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-  }
-  /// The running one's process; 0 where its lock doesn't tell (yet).
-  pid_t launchd() const {
-    const auto process = std::atoi(Files::readIfPossible(lock).value_or("").c_str());
-    std::error_code none;
-    const auto program = std::filesystem::read_symlink("/proc/" + std::to_string(process) + "/exe", none);
-    return process > 1 && program == desktopProgram("launchd") ? process : 0;
-  }
-  void endLaunchd(int signal) const {
-    pid_t process = 0;
-    EXPECT_TRUE(eventually([&] { return (process = launchd()) > 0 || !FileLock::isHeld(lock); }));
-    if (process > 0) ::kill(process, signal);
-    EXPECT_TRUE(eventually([this] { return !FileLock::isHeld(lock); }));
-  }
+  pid_t launchd() const { return Launchd::process(desktop); }
+  void endLaunchd(int signal) const { Launchd::end(desktop, signal); }
 
   const TemporaryDirectory user;
   const std::filesystem::path bin = user / "bin";
