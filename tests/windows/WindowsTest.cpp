@@ -134,7 +134,7 @@ TEST_F(Windows, attachOpensAWindowForItsScriptWhichClosesIt) {
     EXPECT_EQ(open({"-a", name, put("tavro attach's.command", text)}).errors, "");
     EXPECT_EQ(tell(application, "count windows"), "1") << "the window stays when the script has ended";
     std::ofstream(path("go")) << "\n";
-    EXPECT_TRUE(eventually([&] { return TerminalSessions::all(application).empty(); })) << name;
+    EXPECT_TRUE(eventually([&, whose = application] { return TerminalSessions::all(whose).empty(); })) << name;
     Files::remove(scratch_ / "go");
   }
 }
