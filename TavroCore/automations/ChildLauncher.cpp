@@ -4,6 +4,7 @@
 #include "TavroCore/automations/ClientCommand.h"
 #include "TavroCore/automations/Launchers.h"
 #include "TavroCore/automations/LoggedChild.h"
+#include "TavroCore/automations/VendryEngine.h"
 
 void Launchers::runAsChild(const LoopRun& run) {
   Process::Command command{.program = "/usr/bin/env", .arguments = ClientCommand::of(run, ClientCommand::Place::child)};
@@ -13,5 +14,6 @@ void Launchers::runAsChild(const LoopRun& run) {
   } else {
     *prompt = Files::readIfPossible(run.files.prompt).value_or("");
   }
-  run.writeState(LoggedChild::run(run, "background, client=" + run.client, std::move(command)));
+  const int code = LoggedChild::run(run, "background, client=" + run.client, std::move(command));
+  VendryEngine::writeRunState(run.files.name, code);
 }

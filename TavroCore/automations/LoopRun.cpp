@@ -81,7 +81,3 @@ void LoopRun::logEvent(std::string_view event) const noexcept {
   } catch (const std::exception&) {  // no memory for a line: the run goes on
   }
 }
-
-void LoopRun::writeState(int code) const noexcept {
-  if (Files::exists(files.record)) VendryEngine::writeRunState(files.name, code);
-}

@@ -34,6 +34,4 @@ struct LoopRun {
   void log(std::string_view line) const noexcept;
   /// "[<time>] <event>"
   void logEvent(std::string_view event) const noexcept;
-  /// Adds the outcome to the loop's state, unless the loop was removed meanwhile: the next one of that name is another.
-  void writeState(int code) const noexcept;
 };

@@ -28,6 +28,6 @@ bool Launchers::runInTmux(const LoopRun& run) {
   const auto ending = DoneMarker::wait(run.files.doneMarker, run.timeLimit, isGone);
   if (ending.isSessionGone) run.logEvent("tmux session ended without a signal");
   closeSession(name);
-  run.writeState(ending.code);
+  VendryEngine::writeRunState(name, ending.code);
   return true;
 }

@@ -74,7 +74,7 @@ int runScript(const LoopRun& run) {
     return notCarriedOut;
   }
   const int code = LoggedChild::run(run, "script", {.program = "/bin/bash", .arguments = {"-c", run.command}});
-  run.writeState(code);
+  VendryEngine::writeRunState(run.files.name, code);
   if (code != 0 && run.notifiesOnFail) notifyFail(run, code);
   return done;
 }
@@ -106,7 +106,7 @@ int runAgent(const LoopRun& run) {
   } catch (const FileFailure& failure) {
     constexpr int notStarted = -1;
     run.logEvent("agent not started: " + failure.description());
-    run.writeState(notStarted);
+    VendryEngine::writeRunState(run.files.name, notStarted);
     return done;
   }
   launchAgent(run);

@@ -7,6 +7,7 @@
 #include "TavroCore/automations/Launchers.h"
 #include "TavroCore/automations/PlainText.h"
 #include "TavroCore/automations/ShellText.h"
+#include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/automations/VendryScreens.h"
 
 namespace {
@@ -78,7 +79,7 @@ void Launchers::runInWindow(const LoopRun& run) {
   run.logEvent("launched iTerm2 session " + id);
   // Where no window opens, the owner may still start the script by hand; so only the marker and the limit count.
   const auto ending = DoneMarker::wait(run.files.doneMarker, run.timeLimit, [] { return false; });
-  run.writeState(ending.code);
+  VendryEngine::writeRunState(run.files.name, ending.code);
   if (!id.empty()) closeWindow(id);
   run.logEvent("run finished");
 }
