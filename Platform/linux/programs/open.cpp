@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "Platform/Files.h"
@@ -67,7 +68,7 @@ const InstalledApplications::Application& applicationOf(const Call& call) {
   throw Error("Unable to find application named '" + *call.name + "'");
 }
 
-/// The window stays when the script has ended, so that its last words can be read, until a script or a key closes it.
+/// The window stays when the script has ended, so that its last words can be read, until a script or Return closes it.
 std::string commandOf(const std::filesystem::path& script) {
   return "trap : INT QUIT; '" + Text::replaceAll(script.string(), "'", "'\\''") +
          "'; printf '\\n[Process completed]\\n'; read -r line";
@@ -78,8 +79,9 @@ void openFiles(const InstalledApplications::Application& application, const std:
   if (files.empty()) return;
   if (name != "Terminal" && name != "iTerm2") throw WrongUsage{name + " opens no files here: " + files.front()};
   for (const auto& file : files) {
-    const auto script = std::filesystem::absolute(file);
-    if (!Files::exists(script)) throw Error("The file " + script.string() + " does not exist.");
+    std::error_code failure;
+    const auto script = std::filesystem::absolute(file, failure);
+    if (failure || !Files::exists(script)) throw Error("The file " + file + " does not exist.");
     if (Files::isDirectory(script) || ::access(script.c_str(), X_OK) != 0)
       throw Error("The file " + script.string() + " is no program that can be run.");
     TerminalSessions::open({.application = name, .command = commandOf(script)});

@@ -120,7 +120,10 @@ fs::path prepared(const Request& request, const std::string& id) {
   const Json variables(ownVariables());
   const Json text = {{"application", request.application}, {"command", request.command}, {"variables", variables}};
   Files::replace(directory / "request.json", JsonText::writePretty(text) + "\n");
-  fs::create_symlink(Bundle::url() / "Contents/Desktop/terminal", directory / request.application);
+  std::error_code failure;
+  const auto link = directory / request.application;
+  fs::create_symlink(Bundle::url() / "Contents/Desktop/terminal", link, failure);
+  if (failure) throw FileFailure("make", link, failure.value());
   return directory;
 }
 

@@ -3,7 +3,7 @@
 // of its own and tells of itself in the session's directory below Desktop::root():
 //
 //   terminals/<id>/iTerm2           what the emulator runs: a link to our program, under the application's name
-//   terminals/<id>/request.json     what it is to do there
+//   terminals/<id>/request.json     what it is to do there, until it has read it
 //   terminals/<id>/session.json     what it tells; younger than others' when its window came to the front later
 //   terminals/<id>/input            a pipe: what is written into it is typed in the window
 //
