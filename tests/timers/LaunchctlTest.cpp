@@ -13,13 +13,17 @@ using testing::HasSubstr;
 using testing::Not;
 
 TEST_F(TimersTest, handTheJobToSystemdWhereItRuns) {
-  answerAsManager();
   const ScopedVariable secret("API_KEY", "secret");
   const ScopedVariable run("VENDRY_RUN", "x");
   auto job = shell("app.x y", "true");
   job["StartCalendarInterval"] = {{"Hour", 9}, {"Minute", 30}};
   const auto file = list("a", job);
   const auto name = R"(app.x\x20y)";
+  answerAsManager("case \"$*\" in *enable*) echo no room >&2; exit 1;; esac");
+  EXPECT_EQ(launchctl({"bootstrap", domain, file}).errors,
+            "Bootstrap failed: 5: Input/output error: systemctl --user enable failed: no room\n");
+  EXPECT_TRUE(std::filesystem::is_empty(units));
+  answerAsManager();
   ASSERT_TRUE(launchctl({"bootstrap", domain, file}).status.ok());
   EXPECT_THAT(text(calls), EndsWith("daemon-reload\n--user --no-pager --no-ask-password enable --now -- " +
                                     std::string(name) + ".timer\n"));
@@ -47,15 +51,6 @@ TEST_F(TimersTest, handTheJobToSystemdWhereItRuns) {
   EXPECT_FALSE(FileLock::isHeld(lock)) << "there is no need of a launchd";
 }
 
-TEST_F(TimersTest, leaveNothingBehindWhereSystemdRefuses) {
-  answer("case \"$*\" in *enable*) echo no room >&2; exit 1;; *) echo 'UnitPath=" + units.string() + "';; esac");
-  auto job = shell("x", "true");
-  job["StartInterval"] = 60;
-  const auto result = launchctl({"bootstrap", domain, list("x", job)});
-  EXPECT_EQ(result.errors, "Bootstrap failed: 5: Input/output error: systemctl --user enable failed: no room\n");
-  EXPECT_TRUE(std::filesystem::is_empty(units));
-}
-
 TEST_F(TimersTest, moveToTheManagerThatAnswers) {
   auto job = shell("x", "true");
   job["StartInterval"] = 600;
@@ -79,7 +74,6 @@ TEST_F(TimersTest, moveToTheManagerThatAnswers) {
 TEST_F(TimersTest, refuseWithTheReason) {
   struct Row {
     Json job;
-    int status;
     const char* reason;
   };
   const auto with = [](const char* key, const Json& value) {
@@ -88,22 +82,17 @@ TEST_F(TimersTest, refuseWithTheReason) {
     return job;
   };
   const Row rows[] = {
-      {with("Label", ""), 22, "Label must have 1 to 255 bytes"},
-      {with("Label", "a\nb"), 22, "Label must have"},
-      {with("ProgramArguments", Json::array()), 22, "ProgramArguments names no program"},
-      {with("ProgramArguments", {"sh"}), 22, "isn't an absolute path: sh"},
-      {with("StartInterval", 0), 22, "StartInterval isn't from 1 to"},
-      {with("StartInterval", "x"), 22, "StartInterval isn't a whole number"},
-      {with("StartCalendarInterval", {{"Hour", 24}}), 22, "StartCalendarInterval's Hour isn't from 0 to 23"},
-      {with("StartCalendarInterval", {{"Hours", 2}}), 22, "unknown key Hours"},
-      {with("StandardOutPath", "log"), 22, "StandardOutPath isn't an absolute path"},
-      {with("KeepAlive", true), 22, "KeepAlive, which isn't served here"},
-      {{{"ProgramArguments", {"/bin/true"}}}, 22, "it has no Label"},
-      {"text", 22, "it isn't a dictionary"},
+      {with("Label", ""), "Label must have 1 to 255 bytes"},
+      {with("ProgramArguments", Json::array()), "ProgramArguments names no program"},
+      {with("ProgramArguments", {"sh"}), "isn't an absolute path: sh"},
+      {with("StartInterval", 0), "StartInterval isn't from 1 to"},
+      {with("StartCalendarInterval", {{"Hour", 24}}), "StartCalendarInterval's Hour isn't from 0 to 23"},
+      {with("KeepAlive", true), "KeepAlive, which isn't served here"},
+      {{{"ProgramArguments", {"/bin/true"}}}, "it has no Label"},
   };
   for (const auto& row : rows) {
     const auto result = launchctl({"bootstrap", domain, list("x", row.job)});
-    EXPECT_EQ(result.status.code, row.status) << row.job;
+    EXPECT_EQ(result.status.code, 22) << row.job;
     EXPECT_THAT(result.errors,
                 AllOf(testing::StartsWith("Bootstrap failed: 22: Invalid argument: "), HasSubstr(row.reason)));
   }

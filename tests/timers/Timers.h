@@ -31,7 +31,9 @@ class TimersTest : public testing::Test {
     std::filesystem::permissions(bin / "systemctl", std::filesystem::perms::owner_all);
   }
   /// Of a manager that reads our units.
-  void answerAsManager() { answer("echo Version=252; echo UnitPath=/etc/x '\"" + units.string() + "\"'"); }
+  void answerAsManager(const std::string& first = "") {
+    answer(first + "\necho Version=252; echo UnitPath=/etc/x '\"" + units.string() + "\"'");
+  }
 
   std::string list(const std::string& name, const Json& propertyList) const {
     const auto file = user / (name + ".plist").c_str();

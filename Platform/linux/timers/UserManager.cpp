@@ -34,7 +34,7 @@ std::map<string, string> sessionVariables() {
 
 /// A manager that doesn't answer mustn't hold us up for good.
 Process::Result systemctl(const std::vector<string>& words) {
-  std::vector<string> arguments = {"--kill-after=2", "20", "systemctl", "--user", "--no-pager", "--no-ask-password"};
+  std::vector<string> arguments = {"--kill-after=2", "10", "systemctl", "--user", "--no-pager", "--no-ask-password"};
   arguments.insert(arguments.end(), words.begin(), words.end());
   return Process::run({.program = "timeout", .arguments = arguments, .input = "", .environment = sessionVariables()});
 }
