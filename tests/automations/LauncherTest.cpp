@@ -103,6 +103,7 @@ bash "$path" &> /dev/null
 [[ $path == */plain.run.sh ]] && echo w0-1:2.A_ || echo 'x" is "x')sh");
   setenv("TAVRO_PLATFORM_BIN", (scratch_ / ".local/bin").c_str(), 1);
   for (const std::string name : {"plain", "hostile"}) loop(name, {{"screen", 99}});
+  VendryEngine::ensureLayout();
   Files::replace(LoopFiles("plain").doneMarker, "9");  // of a run before
   runAtOnce({"plain", "hostile"});
   EXPECT_EQ(lastExit("plain"), "2");
