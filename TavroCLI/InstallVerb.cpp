@@ -10,17 +10,19 @@
 #include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "Platform/Text.h"
+#include "TavroCLI/ClientConfigurations.h"
 #include "TavroCLI/Display.h"
 #include "TavroCLI/Nearest.h"
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/Terminal.h"
-#include "TavroCore/automations/AgentClients.h"
 #include "TavroCore/automations/MCPConfigWriter.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
+using ClientConfigurations::formatOf;
+using ClientConfigurations::isTOML;
 using MCPConfigWriter::Merge;
 using MCPConfigWriter::Result;
 
@@ -28,35 +30,9 @@ using MCPConfigWriter::Result;
 
 // ---- The clients.
 
-struct Client {
-  std::string id;
-  std::optional<fs::path> file;  // nothing: we don't know where it keeps its servers
-};
-
-/// The directory that the variable names, or the one that stands for it.
-fs::path directory(const char* variable, const fs::path& otherwise) {
-  const fs::path named = Environment::value(variable).value_or("");
-  return named.is_absolute() ? named : otherwise;
-}
-
-std::vector<Client> clients() {
-  const fs::path home = Environment::home();
-  std::vector<Client> all = {
-      {"claude", home / ".claude.json"},
-      {"codex", directory("CODEX_HOME", home / ".codex") / "config.toml"},
-      {"agy", home / ".gemini/antigravity/mcp_config.json"},
-      {"claude-desktop", directory("XDG_CONFIG_HOME", home / ".config") / "Claude/claude_desktop_config.json"},
-  };
-  for (const auto& id : AgentClients::ids()) {
-    if (std::none_of(all.begin(), all.end(), [&](const Client& client) { return client.id == id; }))
-      all.push_back({id, std::nullopt});
-  }
-  return all;
-}
-
 fs::path fileOf(const std::string& client) {
   std::vector<std::string> known;
-  for (const auto& each : clients()) {
+  for (const auto& each : ClientConfigurations::all()) {
     if (each.id == client && each.file) return *each.file;
     if (each.id == client) wrong("where " + client + " keeps its servers isn't known; --file PATH names the file");
     known.push_back(each.id);
@@ -66,21 +42,7 @@ fs::path fileOf(const std::string& client) {
         "; --file PATH names the file of any other");
 }
 
-// ---- The formats.
-
-struct Format {
-  decltype(&MCPConfigWriter::jsonHasServer) hasServer;
-  decltype(&MCPConfigWriter::mergedJSON) merged;
-  decltype(&MCPConfigWriter::mergeJSON) merge;
-};
-
-bool isTOML(const fs::path& file) { return Text::lowercase(file.extension().string()) == ".toml"; }
-
-const Format& formatOf(const fs::path& file) {
-  using namespace MCPConfigWriter;
-  static const Format json{jsonHasServer, mergedJSON, mergeJSON}, toml{tomlHasServer, mergedTOML, mergeTOML};
-  return isTOML(file) ? toml : json;
-}
+// ---- The server.
 
 /// The path of the server, as it can stand in that file.
 std::string commandFor(const fs::path& file) {
@@ -148,30 +110,20 @@ std::string difference(const std::string& before, const std::string& after) {
 
 // ---- The verb.
 
-/// A client and whether it knows the server of that name; nothing where we can't tell.
-struct Acquaintance {
-  Client client;
-  std::optional<bool> isEntered;
+OrderedJson record(const ClientConfiguration& client, const std::optional<bool>& isEntered) {
+  OrderedJson json = {{"client", client.id}, {"entered", nullptr}, {"file", nullptr}};
+  if (isEntered) json["entered"] = *isEntered;
+  if (client.file) json["file"] = client.file->string();
+  return json;
+}
 
-  Acquaintance(Client of, const std::string& name) : client(std::move(of)) {
-    if (client.file) isEntered = formatOf(*client.file).hasServer(*client.file, name);
-  }
-
-  OrderedJson record() const {
-    OrderedJson json = {{"client", client.id}, {"entered", nullptr}, {"file", nullptr}};
-    if (isEntered) json["entered"] = *isEntered;
-    if (client.file) json["file"] = client.file->string();
-    return json;
-  }
-
-  Display::Cells row() const {
-    using Terminal::Style;
-    const Display::Cell name{client.id, Style::bold};
-    if (!client.file) return {name, {"unknown"}, {"name it with --file PATH"}};
-    const Display::Cell state = *isEntered ? Display::Cell{"entered", Style::green} : Display::Cell{"not entered"};
-    return {name, state, {client.file->string()}};
-  }
-};
+Display::Cells row(const ClientConfiguration& client, const std::optional<bool>& isEntered) {
+  using Terminal::Style;
+  const Display::Cell name{client.id, Style::bold};
+  if (!isEntered) return {name, {"unknown"}, {"name it with --file PATH"}};
+  const Display::Cell state = *isEntered ? Display::Cell{"entered", Style::green} : Display::Cell{"not entered"};
+  return {name, state, {client.file->string()}};
+}
 
 /// What entering the server comes to, or came to.
 struct Entry {
@@ -231,10 +183,10 @@ struct Installation {
   ExitStatus list() const {
     std::vector<OrderedJson> records;
     std::vector<Display::Cells> rows;
-    for (const auto& each : clients()) {
-      const Acquaintance known(each, name);
-      records.push_back(known.record());
-      rows.push_back(known.row());
+    for (const auto& each : ClientConfigurations::all()) {
+      const auto isEntered = each.hasServer(name);
+      records.push_back(record(each, isEntered));
+      rows.push_back(row(each, isEntered));
     }
     json ? Display::list(records) : Display::list({"CLIENT", "STATE", "FILE"}, rows);
     return ExitStatus::done;

@@ -11,6 +11,7 @@
 #include "TavroCLI/AutoVerbs.h"
 #include "TavroCLI/CompletionVerb.h"
 #include "TavroCLI/DesktopVerb.h"
+#include "TavroCLI/DoctorVerb.h"
 #include "TavroCLI/FeedbackVerbs.h"
 #include "TavroCLI/ImapVerbs.h"
 #include "TavroCLI/InstallVerb.h"
@@ -77,6 +78,7 @@ const std::vector<Verb> table = {
      {{"status", "", "what is granted; asks nothing and starts nothing", AccessVerbs::status},
       {"setup", "", "ask for all of it at once", AccessVerbs::setup},
       {"set", "SUBJECT STATE", "grant or refuse it, on the Linux desktop", AccessVerbs::set}}},
+    {"doctor", "", "what isn't as it should be, and what mends it", DoctorVerb::doctor},
     {"install", "[CLIENT|--file PATH]", "tell an agent's client of this server", InstallVerb::install},
     {"imap",
      "",

@@ -21,15 +21,22 @@ using LoopStore::attempt;
 std::string domain() { return "gui/" + std::to_string(Environment::userId()); }
 
 /// Its outputs are discarded, not captured: what it starts may keep them open for good.
-void launchctl(const char* verb, const LoopFiles& files) {
+bool launchctl(std::vector<std::string> arguments) {
+  bool isDone = false;
   attempt([&] {
-    Process::run({.program = Platform::program("launchctl"),
-                  .arguments = {verb, domain(), files.plist.string()},
-                  .input = "",
-                  .output = Process::Output::discard,
-                  .errors = Process::Output::discard});
+    isDone = Process::run({.program = Platform::program("launchctl"),
+                           .arguments = std::move(arguments),
+                           .input = "",
+                           .output = Process::Output::discard,
+                           .errors = Process::Output::discard})
+                 .status.ok();
   });
+  return isDone;
 }
+
+void launchctl(const char* verb, const LoopFiles& files) { launchctl({verb, domain(), files.plist.string()}); }
+
+std::string labelOf(const LoopFiles& files) { return files.plist.stem().string(); }
 
 struct ScheduleKeys {
   Json& list;
@@ -48,7 +55,7 @@ struct ScheduleKeys {
 };
 
 Json propertyList(const Automation& loop, const LoopFiles& files) {
-  Json list = {{"Label", files.plist.stem().string()},
+  Json list = {{"Label", labelOf(files)},
                {"ProgramArguments", {tavroBinaryForLaunchd().string(), "auto-run", loop.name}},
                {"RunAtLoad", false},
                {"ProcessType", "Interactive"},
@@ -89,6 +96,11 @@ void loadAgent(const std::string& name) {
 
 void unloadAgent(const std::string& name) {
   if (const auto files = LoopStore::named(name)) launchctl("bootout", *files);
+}
+
+bool isAgentLoaded(const std::string& name) {
+  const auto files = LoopStore::named(name);
+  return files && launchctl({"print", domain() + "/" + labelOf(*files)});
 }
 
 void syncOne(const std::string& name) {

@@ -83,6 +83,8 @@ std::filesystem::path plistURL(std::string_view name);
 void writePlist(const Automation& automation);
 void loadAgent(const std::string& name);    // failures are passed over
 void unloadAgent(const std::string& name);  // failures are passed over
+/// Does launchd know the loop's agent?
+bool isAgentLoaded(const std::string& name);
 /// Gives an enabled loop its agent, and takes it from a paused one. Throws EngineError, FileFailure.
 void syncOne(const std::string& name);
 void syncAll();
