@@ -33,5 +33,7 @@ std::string Reasons::told(const std::string& reason) {
     if (reason == known) return words;
   for (const std::string head : ruleReasons)
     if (reason.starts_with(head)) return ruleNow(reason.substr(head.size()));
+  const std::string_view again = "waits_already:";
+  if (reason.starts_with(again)) return "the same action waits already: " + reason.substr(again.size());
   return reason;
 }

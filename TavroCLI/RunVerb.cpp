@@ -7,8 +7,10 @@
 #include "TavroCLI/Catalogue.h"
 #include "TavroCLI/Terminal.h"
 #include "TavroCLI/ToolArguments.h"
+#include "TavroCore/harness/AuditLog.h"
 #include "TavroCore/harness/ConfigDir.h"
 #include "TavroCore/harness/HarnessRunner.h"
+#include "TavroCore/harness/PendingStore.h"
 
 namespace {
 
@@ -40,9 +42,24 @@ ExitStatus report(const HarnessRunner::Failed& result) {
   return result.denied ? ExitStatus::denied : ExitStatus::failed;
 }
 
+/// An automation asks for the same at each of its runs. What waits already isn't queued once more: the owner would find
+/// it there a hundred times. The audit has a line all the same.
+std::optional<HarnessRunner::Pending> waitsAlready(const Tool& tool, const Arguments& args) {
+  if (!Environment::value("VENDRY_RUN")) return std::nullopt;
+  if (HarnessRunner::decide(tool, args).decision != ActionPolicy::Decision::ask) return std::nullopt;
+  for (const auto& action : PendingStore(ConfigDir::url()).list()) {
+    if (action.tool != tool.id || action.args != args) continue;
+    AuditLog::shared().log(actor(), tool.id, std::nullopt, args, "pending_approval", "waits_already:" + action.id);
+    return HarnessRunner::Pending{action.id, action.preview};
+  }
+  return std::nullopt;
+}
+
 ExitStatus perform(const Call& call) {
   const Tool& tool = Catalogue::get(call.tool);
-  const auto result = HarnessRunner::run(tool, ToolArguments::parsed(call.pairs), actor(), ConfigDir::url());
+  const Arguments args = ToolArguments::parsed(call.pairs);
+  if (const auto waiting = waitsAlready(tool, args)) return report(*waiting);
+  const auto result = HarnessRunner::run(tool, args, actor(), ConfigDir::url());
   return std::visit([](const auto& each) { return report(each); }, result);
 }
 

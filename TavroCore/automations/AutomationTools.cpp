@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "Platform/Environment.h"
 #include "Platform/Text.h"
 #include "TavroCore/automations/AgentClients.h"
 #include "TavroCore/automations/RunLog.h"
@@ -168,8 +167,6 @@ std::string setEnabled(const Arguments& args, bool enabled) {
 
 std::string runNow(const Arguments& args) {
   const std::string name = find(requiredArgument(args, "name")).name;
-  // Asked for in a run, it is a run of its own all the same: with its own name, and a marker of its own.
-  const Environment::Setting noRun("VENDRY_RUN", ""), noMarker("VENDRY_DONE", "");
   VendryEngine::runNow(name);
   return "▶ '" + name + "' started - auto.log name=" + name + " to follow";
 }

@@ -11,6 +11,7 @@
 #include "TavroCore/automations/AttachScript.h"
 #include "TavroCore/automations/LoopStore.h"
 #include "TavroCore/automations/RunLock.h"
+#include "TavroCore/automations/ShellText.h"
 #include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/harness/HarnessConfig.h"
 
@@ -57,7 +58,12 @@ std::filesystem::path tavroBinaryForLaunchd() {
 
 void runNow(const std::string& name) {
   LoopStore::existing(name);
-  Process::detach({.program = tavroBinaryForLaunchd(), .arguments = {"auto-run", name, "--force"}});
+  const auto tavro = tavroBinaryForLaunchd();
+  if (!Files::isExecutable(tavro)) throw EngineError::failed("could not start " + tavro.string());
+  Process::detach({.program = "/bin/bash",
+                   .arguments = {"-c", "nohup " + ShellText::quoted(tavro.string()) + " auto-run " +
+                                           ShellText::quoted(name) + " --force >/dev/null 2>&1 &"},
+                   .environment = {{"VENDRY_RUN", ""}, {"VENDRY_DONE", ""}}});  // of a run that starts another
 }
 
 std::filesystem::path tmuxSocket() { return LoopFiles::runtime() / "run/vendry.sock"; }
