@@ -1,10 +1,9 @@
 // Guards the lists that launchd's jobs are written in, against a plain text of the format.
-#include "Platform/PropertyList.h"
-
 #include <gtest/gtest.h>
 
 #include "Platform/Error.h"
 #include "Platform/Json.h"
+#include "Platform/PropertyList.h"
 
 namespace {
 
