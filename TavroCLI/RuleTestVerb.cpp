@@ -52,7 +52,8 @@ struct Trial {
     const std::string mode(AutonomyModes::rawValue(HarnessConfig::load().autonomyMode));
     const std::string effect(rawValue(tool.effect));
     if (json) {
-      Display::show({{"tool", tool.id}, {"effect", effect}, {"mode", mode}, {"decision", decision}, {"reason", outcome.reason}});
+      Display::show(
+          {{"tool", tool.id}, {"effect", effect}, {"mode", mode}, {"decision", decision}, {"reason", outcome.reason}});
     } else {
       Terminal::print(Display::fields({{"tool", tool.id + " (" + effect + ")"},
                                        {"mode", mode},
