@@ -95,7 +95,7 @@ TEST_F(LauncherTest, runsAChildWhereTmuxRefuses) {
 }
 
 TEST_F(LauncherTest, opensAWindowAndClosesItByItsId) {
-  standIn("claude", "tavro auto-done 2");
+  standIn("claude", "exit 2");
   standIn("osascript", R"sh(script=$(cat)
 path=$(sed -n 's/.*write text "exec bash \(.*\)"/\1/p' <<< "$script")
 [ -n "$path" ] || echo "$# $script" >> ~/closing
