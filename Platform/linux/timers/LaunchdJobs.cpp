@@ -143,6 +143,7 @@ void LaunchdJobs::load(const LaunchJob& job) {
   LaunchdJob entry{job, Uuid::random(), Moment::now(), JobEnvironment::session()};
   entry.job.environment.merge(JobEnvironment::habits());  // what the list itself sets stays
   const Lock lock;
+  if (jobAt(jobPath(job.label)) && !isLoaded(job.label)) throw Error("a job of another label has the same name here");
   Files::replace(jobPath(job.label), JsonText::writePretty(toJson(entry)) + "\n");
   try {
     ensureLaunchd();
@@ -161,7 +162,10 @@ bool LaunchdJobs::unload(const string& label) {
   return wasThere;
 }
 
-bool LaunchdJobs::isLoaded(const string& label) { return jobAt(jobPath(label)).has_value(); }
+bool LaunchdJobs::isLoaded(const string& label) {
+  const auto job = jobAt(jobPath(label));
+  return job && job->job.label == label;
+}
 
 std::vector<LaunchdJob> LaunchdJobs::all() {
   std::vector<LaunchdJob> jobs;

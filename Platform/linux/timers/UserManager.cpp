@@ -97,14 +97,15 @@ bool UserManager::answers() {
 }
 
 bool UserManager::isLoaded(const string& label) {
-  return SystemdUnits::jobOf(Files::readIfPossible(servicePath(label)).value_or("")).has_value();
+  const auto job = SystemdUnits::jobOf(Files::readIfPossible(servicePath(label)).value_or(""));
+  return job && job->label == label;
 }
 
 void UserManager::load(const LaunchJob& job) {
   const auto service = SystemdUnits::service(job);
   const auto timer = SystemdUnits::timer(job);
   if (Files::exists(servicePath(job.label)) && !isLoaded(job.label))
-    throw Error("there is a unit of another maker: " + servicePath(job.label).string());
+    throw Error("there is a unit of another job or maker: " + servicePath(job.label).string());
   Files::createDirectories(unitDirectory());
   forgetLastRun(job.label);
   try {
