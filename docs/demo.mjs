@@ -8,7 +8,7 @@ import { createInterface } from "node:readline";
 
 const bundle = resolve(process.argv[2]);
 const scratch = mkdtempSync(join(tmpdir(), "tavro-demo-"));
-const env = { ...process.env, HOME: scratch, TAVRO_HOME: join(scratch, "tavro"), TAVRO_DESKTOP: join(scratch, "desktop") };
+const env = { ...process.env, HOME: scratch, TAVRO_HOME: join(scratch, "tavro"), TAVRO_DESKTOP: join(scratch, "desktop"), XDG_CONFIG_HOME: join(scratch, "config") };
 for (const name of ["TAVRO_CONFIG_DIR", "VENDRY_RUN", "TAVRO_PLATFORM_BIN"]) delete env[name];
 
 const colour = (code, text) => (process.stdout.isTTY && !process.env.NO_COLOR ? `\x1b[${code}m${text}\x1b[0m` : text);
@@ -86,7 +86,19 @@ try {
   owner("rule", "add", "--tool", "contact.*", "--decision", "deny", "--yes");
   await call("contact_find", { query: "an" });
 
-  heading("7. The audit has a line for every decision, newest first");
+  heading("7. An automation: work that runs by itself, and passes the same gate");
+  await call("auto_add", { name: "agenda", at: "7:30", command: "tavro run cal.find days=2" });
+  await call("auto_run", { name: "agenda" });
+  let log = "";
+  for (let i = 0; i < 100 && !log.includes("done (exit"); i++) {
+    await new Promise((resolve) => setTimeout(resolve, 100));
+    log = spawnSync(join(bundle, "tavro"), ["auto", "log", "agenda"], { env, encoding: "utf8" }).stdout;
+  }
+  await call("auto_log", { name: "agenda" });
+  await call("auto_list", {});
+  owner("auto", "disable", "agenda");
+
+  heading("8. The audit has a line for every decision, newest first");
   owner("audit");
 } finally {
   server.stdin.end();
