@@ -1,95 +1,66 @@
+// The scripts do nothing but ask `tavro complete` at each turn, so what is offered is as live as the verbs themselves
+// and the same in all three shells.
 #include "TavroCLI/CompletionVerb.h"
 
-#include <fmt/format.h>
-
+#include <map>
 #include <memory>
 
 #include "Platform/Text.h"
+#include "TavroCLI/Candidates.h"
+#include "TavroCLI/Display.h"
 #include "TavroCLI/Nearest.h"
 #include "TavroCLI/Terminal.h"
-#include "TavroCLI/Verbs.h"
 
 namespace {
 
-std::string names(const std::vector<Verb>& verbs) {
-  std::string text;
-  for (const auto& verb : verbs) text += (text.empty() ? "" : " ") + std::string(verb.name);
-  return text;
-}
-
-/// bash, and zsh through its own layer for bash's scripts.
-std::string bash() {
-  std::string cases;
-  for (const auto& verb : Verbs::all()) {
-    if (!verb.children.empty()) cases += fmt::format("    {}) words='{}' ;;\n", verb.name, names(verb.children));
-  }
-  return fmt::format(R"(_tavro_loops() {{
-  local name typed="${{COMP_WORDS[COMP_CWORD]}}"
-  typed="${{typed//[\\\'\"]/}}"
-  while IFS= read -r name; do
-    case "$name" in "$typed"*) ;; *) continue ;; esac
-    if [ -n "$ZSH_VERSION" ]; then name=$(printf %q "$name"); fi
-    COMPREPLY+=("$name")
-  done < <(tavro auto list 2>/dev/null | cut -f1)
-  compopt -o filenames 2>/dev/null
-}}
-_tavro() {{
-  local words
+/// A word that is half typed may hold quotes and backslashes; bash puts its own around what has blanks.
+constexpr const char* bash = R"(_tavro() {
+  local word typed="${COMP_WORDS[COMP_CWORD]}"
+  typed="${typed//[\\\'\"]/}"
   COMPREPLY=()
-  if [ "$COMP_CWORD" -eq 1 ]; then words='{}'
-  elif [ "$COMP_CWORD" -eq 2 ]; then case "${{COMP_WORDS[1]}}" in
-    run|tools) words=$(tavro tools 2>/dev/null | cut -f1) ;;
-    pending|approve|reject) words=$(tavro pending 2>/dev/null | cut -f1) ;;
-    answer) words=$(tavro feedback list --open 2>/dev/null | cut -f1) ;;
-    mode) words='panic copilote yolo' ;;
-    completion) words='bash zsh fish' ;;
-    auto-run) _tavro_loops; return ;;
-{}  esac
-  elif [ "${{COMP_WORDS[COMP_CWORD-1]}}" = --automation ]; then _tavro_loops; return
-  else case "${{COMP_WORDS[1]}} ${{COMP_WORDS[2]}}" in
-    'auto log'|'auto edit'|'auto enable'|'auto disable'|'auto run'|'auto rm'|'auto stop'|'auto attach')
-      _tavro_loops; return ;;
-  esac; fi
-  COMPREPLY=($(compgen -W "$words" -- "${{COMP_WORDS[COMP_CWORD]}}"))
-}}
+  while IFS=$'\t' read -r word _; do
+    case "$word" in "$typed"*) COMPREPLY+=("$word") ;; esac
+  done < <(tavro complete "${COMP_WORDS[@]:1:COMP_CWORD-1}" 2>/dev/null)
+  compopt -o filenames 2>/dev/null
+}
 complete -o default -F _tavro tavro
-)",
-                     names(Verbs::all()), cases);
-}
-
-std::string fish() {
-  std::string text = "complete -c tavro -f\n";
-  for (const auto& verb : Verbs::all()) {
-    text += fmt::format("complete -c tavro -n __fish_use_subcommand -a {} -d '{}'\n", verb.name,
-                        Text::replaceAll(verb.summary, "'", "\\'"));
-    if (verb.children.empty()) continue;
-    text += fmt::format(
-        "complete -c tavro -n '__fish_seen_subcommand_from {0}; and not __fish_seen_subcommand_from {1}' -a '{1}'\n",
-        verb.name, names(verb.children));
-  }
-  return text + R"(complete -c tavro -n '__fish_seen_subcommand_from tools' -a '(tavro tools | cut -f1)'
-complete -c tavro -n '__fish_seen_subcommand_from run; and not __fish_seen_subcommand_from auto' -a '(tavro tools | cut -f1)'
-complete -c tavro -n '__fish_seen_subcommand_from pending approve reject' -a '(tavro pending 2>/dev/null | cut -f1)'
-complete -c tavro -n '__fish_seen_subcommand_from answer' -a '(tavro feedback list --open 2>/dev/null | cut -f1,6)'
-complete -c tavro -n '__fish_seen_subcommand_from mode' -a 'panic copilote yolo'
-function __tavro_loops; tavro auto list 2>/dev/null | cut -f1; end
-complete -c tavro -n '__fish_seen_subcommand_from auto; and __fish_seen_subcommand_from log edit enable disable run rm stop attach' -a '(__tavro_loops)'
-complete -c tavro -n '__fish_seen_subcommand_from auto-run' -a '(__tavro_loops)'
-complete -c tavro -n '__fish_seen_subcommand_from feedback' -l automation -x -a '(__tavro_loops)'
 )";
+
+/// Read from a directory of completions it is the body of the function, else it defines one.
+constexpr const char* zsh = R"(#compdef tavro
+_tavro() {
+  local -a words_before found
+  words_before=("${(@Q)words[2,CURRENT-1]}")
+  found=("${(@f)$(tavro complete "${words_before[@]}" 2>/dev/null | cut -f1)}")
+  compadd -- "${(@)found:#}"
 }
+if [ "$funcstack[1]" = _tavro ]; then _tavro "$@"; else compdef _tavro tavro; fi
+)";
+
+constexpr const char* fish = R"(complete -c tavro -f -a '(tavro complete (commandline -opc)[2..-1] 2>/dev/null)'
+)";
 
 ExitStatus print(const std::string& shell) {
-  if (shell == "bash") {
-    Terminal::print(bash());
-  } else if (shell == "zsh") {
-    Terminal::print("autoload -U +X bashcompinit && bashcompinit\n" + bash());
-  } else if (shell == "fish") {
-    Terminal::print(fish());
-  } else {
+  static const std::map<std::string, const char*> scripts = {{"bash", bash}, {"zsh", zsh}, {"fish", fish}};
+  const auto script = scripts.find(shell);
+  if (script == scripts.end()) {
     throw CommandError(ExitStatus::wrongUsage,
                        "no completion for \"" + shell + "\"" + Nearest::hint(shell, {"bash", "zsh", "fish"}));
   }
+  Terminal::print(script->second);
+  return ExitStatus::done;
+}
+
+/// A line a candidate: the word and its description, parted by a tab. A word that a shell couldn't take as one line is
+/// left out.
+ExitStatus offer(const std::vector<std::string>& words) {
+  constexpr std::size_t widest = 60;
+  std::string text;
+  for (const auto& [word, description] : Candidates::after(words)) {
+    if (Display::harmless(word) == word)
+      text += word + "\t" + Display::clipped(Display::harmless(description), widest) + "\n";
+  }
+  Terminal::print(text);
   return ExitStatus::done;
 }
 
@@ -101,6 +72,11 @@ Work completion(CLI::App& command) {
   auto shell = std::make_shared<std::string>();
   command.add_option("SHELL", *shell, "bash, zsh or fish")->required();
   return [shell] { return print(*shell); };
+}
+
+Work complete(CLI::App& command) {
+  command.prefix_command();  // the words are the person's, half a command line
+  return [&command] { return offer(command.remaining()); };
 }
 
 }  // namespace CompletionVerb

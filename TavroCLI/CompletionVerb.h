@@ -7,5 +7,7 @@
 namespace CompletionVerb {
 
 Work completion(CLI::App& command);
+/// For those scripts: what may follow the words that are there.
+Work complete(CLI::App& command);
 
 }  // namespace CompletionVerb

@@ -93,6 +93,7 @@ const std::vector<Verb> table = {
      {{"init", "[--sample]", "set it up, with some mail, events, reminders, notes and contacts", DesktopVerb::init}}},
     {"auto-run", "NAME", "one run of an automation, from start to end; timers call it", AutoRunVerbs::run, {}, true},
     {"auto-done", "[CODE]", "end the run that this is a part of; its agent calls it", AutoRunVerbs::done, {}, true},
+    {"complete", "WORD...", "what may follow; the shells' completions call it", CompletionVerb::complete, {}, true},
     {"completion", "bash|zsh|fish", "a script that completes this command", CompletionVerb::completion},
 };
 

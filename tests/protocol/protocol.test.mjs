@@ -2,7 +2,7 @@
 // Guards the whole road: handshake, catalogue, a read, a create, the queue, the owner's approval, a rule.
 import assert from "node:assert/strict";
 import { execFileSync, spawnSync } from "node:child_process";
-import { mkdtempSync, rmSync } from "node:fs";
+import { mkdtempSync, readFileSync, rmSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
@@ -45,6 +45,18 @@ test("the handshake names the server and its tools", async () => {
   assert.deepEqual(client.getServerVersion(), { name: "tavro", version: "0.1.0" });
   assert.deepEqual(client.getServerCapabilities(), { tools: {} });
   await client.ping();
+});
+
+test("neither guide leaves a tool out", async () => {
+  const { tools } = await client.listTools();
+  const forAgents = (await call("how_it_works", {})).text;
+  const forOwners = readFileSync(join(bundle, "Contents/Resources/user-guide.md"), "utf8");
+  for (const { name } of tools) {
+    const id = name === "how_it_works" ? name : name.replace("_", ".");
+    const words = new RegExp(`(?<![\\w.])${id.replace(".", "\\.")}(?![\\w.]*\\w)`);
+    assert.match(forAgents, words);
+    assert.match(forOwners, words);
+  }
 });
 
 test("the catalogue is offered in order with one schema", async () => {
