@@ -1,5 +1,6 @@
 // `tavro rule`: standing orders of the owner.
 #include <algorithm>
+#include <cctype>
 #include <memory>
 
 #include "Platform/Json.h"
@@ -76,6 +77,35 @@ void checkPattern(const std::string& pattern) {
   Terminal::say("tavro: warning: no tool matches \"" + pattern + "\" today" + Nearest::hint(pattern, Catalogue::ids()));
 }
 
+/// Does the tool take an argument of this name? What a tool takes stands in its summary and nowhere else, and some say
+/// "same args as" another.
+bool mayTake(const Tool& tool, const std::string& argument) {
+  if (tool.summary.find("same args") != std::string::npos) return true;
+  const auto isPartOfWord = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
+  for (std::size_t at = 0; (at = tool.summary.find(argument, at)) != std::string::npos; ++at) {
+    const std::size_t end = at + argument.size();
+    const bool begins = at == 0 || !isPartOfWord(tool.summary[at - 1]);
+    if (begins && (end == tool.summary.size() || !isPartOfWord(tool.summary[end]))) return true;
+  }
+  return false;
+}
+
+/// A rule about an argument that none of its tools takes matches nothing.
+void warnOfArguments(const PolicyRule& rule) {
+  PolicyRule anyArguments;
+  anyArguments.toolPattern = rule.toolPattern;
+  std::vector<std::string> keys;
+  for (const auto& [key, text] : rule.match) keys.push_back(key);
+  if (rule.account) keys.emplace_back("account");
+  const auto& tools = Tools::all();
+  for (const auto& key : keys) {
+    const auto takesIt = [&](const Tool& tool) { return anyArguments.matches(tool.id, {}) && mayTake(tool, key); };
+    if (std::any_of(tools.begin(), tools.end(), takesIt)) continue;
+    Terminal::say("tavro: warning: no tool of \"" + rule.toolPattern + "\" tells of an argument \"" + key +
+                  "\", so the rule may never match");
+  }
+}
+
 std::map<std::string, std::string> parsedMatch(const std::vector<std::string>& pairs) {
   std::map<std::string, std::string> match;
   for (const auto& pair : pairs) {
@@ -105,7 +135,9 @@ struct Addition {
     }
     if (account && account->empty()) wrong("--account is empty; leave it out for a rule about every account");
     checkPattern(pattern);
-    return {.account = account, .toolPattern = pattern, .match = parsedMatch(match), .decision = *known};
+    PolicyRule rule{.account = account, .toolPattern = pattern, .match = parsedMatch(match), .decision = *known};
+    warnOfArguments(rule);
+    return rule;
   }
 
   ExitStatus add() const {
