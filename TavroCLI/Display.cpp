@@ -119,31 +119,41 @@ void listPlain(const std::vector<Display::Cells>& rows) {
 }
 
 std::string tableLine(const Display::Cells& cells, const std::vector<std::size_t>& widths) {
-  const std::size_t edge = Terminal::columns();
   std::string line;
-  std::size_t used = 0;
   for (std::size_t i = 0; i < cells.size(); ++i) {
-    const bool last = i + 1 == cells.size();
-    const std::string text =
-        Display::clipped(cells[i].text, last ? std::max<std::size_t>(edge - std::min(edge, used), 8) : widths[i]);
-    line += Terminal::styled(last ? text : padded(text, widths[i]), cells[i].style) + (last ? "\n" : "  ");
-    used += widths[i] + 2;
+    const bool isLast = i + 1 == cells.size();
+    const std::string text = Display::clipped(cells[i].text, widths[i]);
+    line += Terminal::styled(isLast ? text : padded(text, widths[i]), cells[i].style) + (isLast ? "\n" : "  ");
   }
   return line;
 }
 
+/// Takes columns from the widest cells until a line fits the terminal, or none is wide any more. The first, by which a
+/// person names a thing, gives nothing.
+void fit(std::vector<std::size_t>& widths, std::size_t edge) {
+  constexpr std::size_t narrow = 10;
+  std::size_t used = 2 * (widths.size() - 1);
+  for (const std::size_t width : widths) used += width;
+  for (; used > edge && widths.size() > 1; --used) {
+    const auto widest = std::max_element(widths.begin() + 1, widths.end());
+    if (*widest <= narrow) return;
+    --*widest;
+  }
+}
+
 void listAligned(const std::vector<std::string>& headings, std::vector<Display::Cells> rows) {
-  constexpr std::size_t widest = 44;
+  constexpr std::size_t longest = 1000;
   Display::Cells heading;
   for (const auto& text : headings) heading.push_back({text, Terminal::Style::dim});
   rows.insert(rows.begin(), heading);
   std::vector<std::size_t> widths(headings.size(), 0);
   for (auto& row : rows) {
     for (std::size_t i = 0; i < row.size(); ++i) {
-      row[i].text = Display::clipped(Display::harmless(row[i].text), 1000);
-      widths[i] = std::min(widest, std::max(widths[i], Display::width(row[i].text)));
+      row[i].text = Display::clipped(Display::harmless(row[i].text), longest);
+      widths[i] = std::max(widths[i], Display::width(row[i].text));
     }
   }
+  fit(widths, Terminal::columns());
   std::string text;
   for (const auto& row : rows) text += tableLine(row, widths);
   Terminal::print(text);

@@ -39,8 +39,8 @@ struct Cell {
 };
 using Cells = std::vector<Cell>;
 
-/// A listing on standard output. On a terminal: a heading, aligned columns, the last one cut at the edge. Elsewhere:
-/// a line a record, its fields parted by tabs, no heading; the same lines for ever, for grep and cut.
+/// A listing on standard output. On a terminal: a heading, and aligned columns, of which the widest are cut to fit.
+/// Elsewhere: a line a record, its fields parted by tabs, no heading; the same lines for ever, for grep and cut.
 void list(const std::vector<std::string>& headings, const std::vector<Cells>& rows);
 /// The same as a JSON array with a record a line; in ASCII on a terminal.
 void list(const std::vector<OrderedJson>& records);

@@ -8,14 +8,6 @@
 
 namespace {
 
-IMAPArchiveAccount accountOf(const std::string& email) {
-  if (auto account = MailArchiveService::imapAccountWithEmail(email)) return *account;
-  throw CommandError(ExitStatus::failed, "no account logs in as " + email + "; name it in imapAccounts of " +
-                                             (ConfigDir::url() / "config.json").string() +
-                                             R"(, as {"mailAccountName": "Work", "email": ")" + email +
-                                             R"(", "host": "imap.example.org", "port": 993})");
-}
-
 std::string advice(const IMAPClient::IMAPError& failure, const std::string& email) {
   if (failure.kind() != IMAPClient::IMAPError::Case::server) return "";
   return "\nIf the password is another one by now, `tavro imap password " + email + "` replaces it.";
@@ -23,10 +15,16 @@ std::string advice(const IMAPClient::IMAPError& failure, const std::string& emai
 
 }  // namespace
 
-std::string ImapLogin::server(const std::string& email) { return accountOf(email).host; }
+IMAPArchiveAccount ImapLogin::account(const std::string& email) {
+  if (auto account = MailArchiveService::imapAccountWithEmail(email)) return *account;
+  throw CommandError(ExitStatus::failed, "no account logs in as " + email + "; name it in imapAccounts of " +
+                                             (ConfigDir::url() / "config.json").string() +
+                                             R"(, as {"mailAccountName": "Work", "email": ")" + email +
+                                             R"(", "host": "imap.example.org", "port": 993})");
+}
 
 std::optional<std::string> ImapLogin::failure(const std::string& email) {
-  const auto account = accountOf(email);
+  const auto account = ImapLogin::account(email);
   const auto port = MailArchiveService::imapPort(account);
   const auto password = Keychain::password(account.email);
   if (!password) {

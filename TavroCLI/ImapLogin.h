@@ -4,11 +4,13 @@
 #include <optional>
 #include <string>
 
+#include "TavroCore/harness/HarnessConfig.h"
+
 namespace ImapLogin {
 
-/// The name of the account's server. Throws CommandError where no account logs in with this address.
-std::string server(const std::string& email);
-/// Logs in, and out again. Why it can't be done, and what mends it; nothing when it worked. Throws as `server`.
+/// The account that logs in with this address. Throws CommandError where there is none.
+IMAPArchiveAccount account(const std::string& email);
+/// Logs in, and out again. Why it can't be done, and what mends it; nothing when it worked. Throws as `account`.
 std::optional<std::string> failure(const std::string& email);
 
 }  // namespace ImapLogin

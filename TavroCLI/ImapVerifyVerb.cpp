@@ -9,12 +9,13 @@
 namespace {
 
 ExitStatus verified(const std::string& email) {
+  const auto account = ImapLogin::account(email);
   const auto failure = [&] {
-    const Terminal::Progress progress("logging in to " + ImapLogin::server(email));
+    const Terminal::Progress progress("logging in to " + account.host);
     return ImapLogin::failure(email);
   }();
   if (failure) throw CommandError(ExitStatus::failed, *failure);
-  Terminal::print("OK logged in to " + ImapLogin::server(email) + " as " + email + "\n");
+  Terminal::print("OK logged in to " + account.host + " as " + account.email + "\n");
   return ExitStatus::done;
 }
 

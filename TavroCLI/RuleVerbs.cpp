@@ -106,6 +106,14 @@ void warnOfArguments(const PolicyRule& rule) {
   }
 }
 
+/// What a rule does that its sentence doesn't say.
+void tellOfItsReach(const PolicyRule& rule) {
+  if (!rule.match.empty() && rule.decision == PolicyRule::Decision::allow)
+    Terminal::say("note: a longer text that contains this one matches too, and so do further recipients beside one");
+  if (rule.account && rule.decision != PolicyRule::Decision::allow)
+    Terminal::say("note: a call that names no account isn't matched, and many tools then look at all of them");
+}
+
 std::map<std::string, std::string> parsedMatch(const std::vector<std::string>& pairs) {
   std::map<std::string, std::string> match;
   for (const auto& pair : pairs) {
@@ -137,6 +145,7 @@ struct Addition {
     checkPattern(pattern);
     PolicyRule rule{.account = account, .toolPattern = pattern, .match = parsedMatch(match), .decision = *known};
     warnOfArguments(rule);
+    tellOfItsReach(rule);
     return rule;
   }
 

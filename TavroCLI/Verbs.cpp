@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <map>
 
+#include "Platform/Files.h"
+#include "Platform/Json.h"
 #include "Platform/Text.h"
 #include "TavroCLI/AccessVerbs.h"
 #include "TavroCLI/AuditVerbs.h"
@@ -22,6 +24,8 @@
 #include "TavroCLI/Terminal.h"
 #include "TavroCLI/ToolsVerb.h"
 #include "TavroCLI/WhyVerb.h"
+#include "TavroCore/harness/ConfigDir.h"
+#include "TavroCore/harness/TavroDB.h"
 
 namespace {
 
@@ -90,7 +94,7 @@ const std::vector<Verb> table = {
      "",
      "the Linux desktop that tools act on",
      nullptr,
-     {{"init", "[--sample]", "set it up, with some mail, events, reminders, notes and contacts", DesktopVerb::init}}},
+     {{"init", "[--sample]", "set it up (--sample: with some mail, events, notes, ...)", DesktopVerb::init}}},
     {"auto-run", "NAME", "one run of an automation, from start to end; timers call it", AutoRunVerbs::run, {}, true},
     {"auto-done", "[CODE]", "end the run that this is a part of; its agent calls it", AutoRunVerbs::done, {}, true},
     {"complete", "WORD...", "what may follow; the shells' completions call it", CompletionVerb::complete, {}, true},
@@ -188,6 +192,19 @@ void addUsage(std::string& text) {
   }
 }
 
+/// The gate goes on without settings and rules that can't be read, so the owner mustn't overlook it.
+void warnOfWhatIsLost() {
+  const auto settings = Files::readIfPossible(ConfigDir::url() / "config.json");
+  if (settings && !JsonText::parseObject(*settings))
+    Terminal::say("tavro: warning: config.json can't be read, so the mode and all settings have their defaults");
+  if (!Files::exists(ConfigDir::databaseFile())) return;
+  try {
+    TavroDB::forProcess();
+  } catch (const Error& failure) {
+    Terminal::say("tavro: warning: no rule holds and no audit is written: " + failure.description());
+  }
+}
+
 }  // namespace
 
 namespace Verbs {
@@ -198,7 +215,7 @@ std::string usage() {
   std::string text = "tavro: what an agent may do on your behalf, under your control.\n\n";
   addUsage(text);
   return text +
-         "\nListings take --json. What changes something asks first, or takes --yes.\n"
+         "\nListings take --json. What deletes, or lets more through, asks first or takes --yes.\n"
          "Exit status: 0 done, 1 failed, 2 wrong usage, 3 queued for approval, 4 denied.\n"
          "`tavro VERB --help` tells more of a verb.\n";
 }
@@ -226,7 +243,9 @@ ExitStatus perform(std::vector<std::string> arguments) {
   }
   const Entry& chosen = entries.at(&deepest(app));
   if (!chosen.work) wantsOneOf(*chosen.verb);
-  return chosen.work();
+  const ExitStatus status = chosen.work();
+  if (!chosen.verb->isForPrograms) warnOfWhatIsLost();
+  return status;
 }
 
 }  // namespace Verbs

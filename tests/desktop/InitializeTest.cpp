@@ -28,6 +28,8 @@ TEST_F(InitializeTest, makesMailThatReadsAsMailAndSendsNothing) {
       EXPECT_FALSE(message.to.empty() || message.messageID.empty() || message.sender.empty()) << message.subject;
     }
   EXPECT_EQ(count, 14u);
+  Files::createDirectories(root / "mail/work/INBOX/cur");
+  EXPECT_EQ(store.accounts().front().name, "work");  // and so new mail isn't from the sample
 }
 
 TEST_F(InitializeTest, makesEventsAndRemindersAroundToday) {

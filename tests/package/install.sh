@@ -25,7 +25,7 @@ for verb in $(tavro | sed -n 's/^  \([a-z-]*\) .*/\1/p' | sort -u); do
 done
 zgrep -q '^\.Nm tavro-mcp' "$prefix/share/man/man1/tavro-mcp.1.gz" || fail "tavro-mcp(1) is missing"
 bash -n "$prefix/share/bash-completion/completions/tavro" || fail "bash can't read its completions"
-for file in share/zsh/vendor-completions/_tavro share/fish/vendor_completions.d/tavro.fish share/doc/tavro/security.md; do
+for file in share/zsh/vendor-completions/_tavro share/fish/vendor_completions.d/tavro.fish share/doc/tavro/docs/security.md share/doc/tavro/user-guide.md; do
   [ -s "$prefix/$file" ] || fail "$file is missing or empty"
 done
 echo "installed, and the demo ran from there"

@@ -14,7 +14,8 @@ namespace {
 constexpr const char* accountFile = R"({
   "emails": ["Sam Orchard <sam@orchard.example>"],
   "server": "imap.orchard.example",
-  "send": "cat > /dev/null"
+  "send": "cat > /dev/null",
+  "sample": true
 }
 )";
 

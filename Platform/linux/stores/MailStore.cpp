@@ -94,6 +94,7 @@ MailAccount readAccount(const fs::path& path) {
   account.server = text(object, "server");
   account.port = port(object);
   account.send = either(text(object, "send"), std::string(MailStore::defaultSend));
+  account.isSample = object.contains("sample") && object["sample"] == true;
   return account;
 }
 
@@ -275,6 +276,7 @@ std::vector<MailAccount> MailStore::accounts() const {
       accounts.push_back(std::move(account));
     }
   }
+  std::stable_partition(accounts.begin(), accounts.end(), [](const MailAccount& account) { return !account.isSample; });
   return accounts;
 }
 

@@ -24,6 +24,7 @@ struct MailAccount {
   std::string userName;             // "userName", else the first address
   std::string server;               // "server": the IMAP server's name
   int port = 0;                     // "port"; 0 when not told
+  bool isSample = false;            // "sample": made to look at; comes behind all others, which new mail is then from
   bool isBroken = false;            // account.json is there, but no JSON object can be read from it
   std::string send;                 // "send": a shell command that takes one message on standard input
 };
@@ -44,7 +45,7 @@ class MailStore {
 
   explicit MailStore(std::filesystem::path root);
 
-  /// The accounts, sorted by directory; of two names that differ only in case the second gets a number. A directory
+  /// The accounts, sorted by directory, samples last; of two names that differ only in case the second gets a number. A directory
   /// that can't be read, an account.json that isn't a JSON object and a field of the wrong kind cost only themselves.
   std::vector<MailAccount> accounts() const;
 
