@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "Platform/Desktop.h"
+#include "TavroCLI/Owner.h"
 #include "TavroCLI/Terminal.h"
 
 namespace DesktopVerb {
@@ -12,6 +13,7 @@ Work init(CLI::App& command) {
   command.add_flag("--sample", *sample,
                    "Also put some mail, events, reminders, notes and contacts into stores that are empty");
   return [sample] {
+    Owner::require("desktop init");
     const auto made = Desktop::initialize(*sample);
     for (const auto& line : made) Terminal::printForeign(line);
     if (made.empty()) Terminal::say("nothing to do: the desktop at " + Desktop::root().string() + " is all there");
