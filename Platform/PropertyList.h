@@ -1,7 +1,8 @@
-// Property lists, the format of launchd's jobs, by libplist. Values are JSON's kinds: texts, whole numbers, booleans,
-// arrays and dictionaries; a list's dates and data come as null.
+// Property lists, the format of launchd's jobs, in XML, by libplist. Values are JSON's kinds: texts, whole numbers,
+// booleans, arrays and dictionaries; a list's dates and data come as null.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,9 +11,13 @@
 
 namespace PropertyList {
 
-/// In the XML format. Throws Error for null, and where the library isn't there.
+constexpr std::size_t sizeLimit = 1'000'000;
+constexpr std::size_t containerLimit = 4096;  // arrays and dictionaries
+
+/// Throws Error for null, and where the library isn't there.
 std::string xml(const Json& value);
-/// Of either format, XML or binary; nothing when it is neither, or nests deeper than JsonText::depthLimit.
+/// Nothing for what is no such list, a binary one too, for one that is larger than the limits say, or nests deeper than
+/// JsonText::depthLimit.
 std::optional<Json> parse(std::string_view bytes);
 
 }  // namespace PropertyList

@@ -4,6 +4,7 @@
 #include "Platform/Error.h"
 #include "Platform/Json.h"
 #include "Platform/PropertyList.h"
+#include "Platform/Text.h"
 
 namespace {
 
@@ -21,13 +22,21 @@ TEST(PropertyList, writesWhatAMacReadsAndReadsItBack) {
   EXPECT_THROW(PropertyList::xml(Json{{"null", nullptr}}), Error);
 }
 
-TEST(PropertyList, whatIsNoListIsNothing) {
-  for (const char* text : {"", "{}", "<plist>", "<plist version=\"1.0\"><dict><key>a</key></plist>", "bplist00"})
-    EXPECT_FALSE(PropertyList::parse(text).value_or(nullptr).is_object()) << text;
-  std::string deep = "<plist version=\"1.0\">";
-  for (int i = 0; i < 5000; ++i) deep += "<array>";
-  for (int i = 0; i < 5000; ++i) deep += "</array>";
-  EXPECT_EQ(PropertyList::parse(deep + "</plist>"), std::nullopt);
+TEST(PropertyList, whatIsNoListOrBeyondTheLimitsIsNothing) {
+  using namespace std::string_literals;
+  const auto times = [](std::size_t count, const std::string& text) {
+    return Text::replaceAll(std::string(count, 'x'), "x", text);
+  };
+  const auto list = [](const std::string& content) { return "<plist version=\"1.0\">" + content + "</plist>"; };
+  const auto nested = [&](std::size_t depth) { return list(times(depth, "<array>") + times(depth, "</array>")); };
+  const auto binary = "bplist00\x09\x08"s + std::string(6, '\0') + "\1\1" + std::string(7, '\0') + "\1" +
+                      std::string(15, '\0') + "\x09";  // it says "true"
+  const auto arrays = [&](std::size_t count) { return list("<array>" + times(count, "<array/>") + "</array>"); };
+  for (const auto& text : {""s, "{}"s, "<plist>"s, list("<dict><key>a</key>"), binary, nested(600), arrays(5000),
+                           list("<string>" + times(1000000, "a") + "</string>")})
+    EXPECT_EQ(PropertyList::parse(text), std::nullopt) << text.substr(0, 60);
+  EXPECT_TRUE(PropertyList::parse(nested(500)));
+  EXPECT_TRUE(PropertyList::parse(arrays(4000)));
 }
 
 }  // namespace

@@ -3,13 +3,13 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "Platform/Error.h"
 #include "Platform/Json.h"
+#include "Platform/PropertyList.h"
 #include "Platform/linux/PlugIn.h"
 
 namespace {
@@ -112,6 +112,15 @@ Json value(plist_t node, std::size_t depth) {
   }
 }
 
+/// libplist frees a tree by recursion, whatever its depth; a level takes an opening tag at the least. They are counted
+/// wherever they stand: closing tags may be feigned by comments.
+bool opensTooMany(std::string_view bytes) {
+  std::size_t count = 0;
+  for (const std::string_view tag : {"<array", "<dict"})
+    for (auto at = bytes.find(tag); at != bytes.npos; at = bytes.find(tag, at + 1)) ++count;
+  return count > PropertyList::containerLimit;
+}
+
 }  // namespace
 
 TAVRO_PLUG_IN std::string* propertyListXML(const Json& value) {
@@ -124,11 +133,12 @@ TAVRO_PLUG_IN std::string* propertyListXML(const Json& value) {
   return new std::string(characters, length);
 }
 
-/// Null where the bytes are no property list.
+/// Null where the bytes are no property list that `parse` promises to read. Binary ones are none: a few bytes of them
+/// can stand for gigabytes, by arrays that are named over and over.
 TAVRO_PLUG_IN Json* propertyListValue(std::string_view bytes) try {
-  if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) return nullptr;
+  if (bytes.size() > PropertyList::sizeLimit || opensTooMany(bytes)) return nullptr;
   plist_t parsed = nullptr;
-  plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &parsed);
+  plist_from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &parsed);
   if (parsed == nullptr) return nullptr;
   const Node root(parsed, &plist_free);
   return new Json(value(root.get()));
