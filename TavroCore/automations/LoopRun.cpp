@@ -6,9 +6,9 @@
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Text.h"
-#include "TavroCore/automations/RecordFields.h"
 #include "TavroCore/automations/RunLog.h"
 #include "TavroCore/automations/VendryEngine.h"
+#include "TavroCore/harness/RecordFields.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "Platform/Json.h"
 #include "Platform/Text.h"
-#include "TavroCore/automations/RecordFields.h"
+#include "TavroCore/harness/RecordFields.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include "Platform/Program.h"
 #include "Platform/PropertyList.h"
 #include "TavroCore/automations/LoopStore.h"
-#include "TavroCore/automations/RecordFields.h"
 #include "TavroCore/automations/VendryEngine.h"
+#include "TavroCore/harness/RecordFields.h"
 
 namespace VendryEngine {
 namespace {

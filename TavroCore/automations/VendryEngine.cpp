@@ -5,10 +5,10 @@
 #include "Platform/Json.h"
 #include "Platform/Text.h"
 #include "TavroCore/automations/LoopStore.h"
-#include "TavroCore/automations/RecordFields.h"
 #include "TavroCore/automations/RunLock.h"
 #include "TavroCore/harness/ConfigDir.h"
 #include "TavroCore/harness/LoopName.h"
+#include "TavroCore/harness/RecordFields.h"
 #include "TavroCore/harness/TavroMigration.h"
 #include "TavroCore/harness/Timestamps.h"
 

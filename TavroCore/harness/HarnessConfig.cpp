@@ -1,62 +1,30 @@
 #include "TavroCore/harness/HarnessConfig.h"
 
-#include <cmath>
-#include <limits>
-
 #include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "TavroCore/harness/ConfigDir.h"
+#include "TavroCore/harness/RecordFields.h"
 
 namespace {
 
+using namespace RecordFields;
+
 std::filesystem::path file() { return ConfigDir::url() / "config.json"; }
 
-/// The value under `key`, or null.
-const Json& at(const Json& object, const char* key) {
-  static const Json absent;
-  const auto found = object.find(key);
-  return found == object.end() ? absent : *found;
-}
-
-std::optional<std::string> text(const Json& value) {
-  if (!value.is_string()) return std::nullopt;
-  return value.get<std::string>();
-}
-
-std::optional<bool> boolean(const Json& value) {
-  if (!value.is_boolean()) return std::nullopt;
-  return value.get<bool>();
-}
-
-/// A whole number of 64 bits; one that is written as 5.0 is whole too.
-std::optional<long long> integer(const Json& value) {
-  if (value.is_number_unsigned()) {
-    const auto number = value.get<std::uint64_t>();
-    if (number > static_cast<std::uint64_t>(std::numeric_limits<long long>::max())) return std::nullopt;
-    return static_cast<long long>(number);
-  }
-  if (value.is_number_integer()) return value.get<long long>();
-  if (!value.is_number_float()) return std::nullopt;
-  const double number = value.get<double>();
-  const bool fits = number >= -0x1p63 && number < 0x1p63;
-  if (!fits || std::trunc(number) != number) return std::nullopt;
-  return static_cast<long long>(number);
-}
-
-std::optional<IMAPArchiveAccount> account(const Json& value) {
-  const auto name = text(at(value, "mailAccountName"));
-  const auto email = text(at(value, "email"));
-  const auto host = text(at(value, "host"));
-  const auto port = integer(at(value, "port"));
+std::optional<IMAPArchiveAccount> account(const Json& entry) {
+  const auto name = text(entry, "mailAccountName");
+  const auto email = text(entry, "email");
+  const auto host = text(entry, "host");
+  const auto port = integer(entry, "port");
   if (!name || !email || !host || !port) return std::nullopt;
   return IMAPArchiveAccount{*name, *email, *host, *port};
 }
 
 /// All accounts or none: one bad entry makes the whole field bad.
-std::vector<IMAPArchiveAccount> accounts(const Json& value) {
+std::vector<IMAPArchiveAccount> accounts(const Json& array) {
   std::vector<IMAPArchiveAccount> all;
-  if (!value.is_array()) return all;
-  for (const Json& entry : value) {
+  if (!array.is_array()) return all;
+  for (const Json& entry : array) {
     auto decoded = account(entry);
     if (!decoded) return {};
     all.push_back(std::move(*decoded));
@@ -66,10 +34,10 @@ std::vector<IMAPArchiveAccount> accounts(const Json& value) {
 
 /// A mode that isn't known is looked up under the boolean that an earlier version wrote.
 AutonomyMode mode(const Json& object) {
-  if (const auto raw = text(at(object, "autonomyMode"))) {
+  if (const auto raw = text(object, "autonomyMode")) {
     if (const auto known = AutonomyModes::fromRawValue(*raw)) return *known;
   }
-  return boolean(at(object, "yoloMode")).value_or(false) ? AutonomyMode::yolo : AutonomyMode::copilote;
+  return boolean(object, "yoloMode").value_or(false) ? AutonomyMode::yolo : AutonomyMode::copilote;
 }
 
 OrderedJson encodeAccounts(const std::vector<IMAPArchiveAccount>& accounts) {
@@ -89,14 +57,14 @@ HarnessConfig HarnessConfig::decode(const Json& object) {
   const HarnessConfig defaults;
   return {
       .autonomyMode = mode(object),
-      .imapAccounts = accounts(at(object, "imapAccounts")),
-      .dailyMutationCap = integer(at(object, "dailyMutationCap")).value_or(defaults.dailyMutationCap),
-      .vendryHome = text(at(object, "vendryHome")),
-      .terminalApp = text(at(object, "terminalApp")),
-      .notifyEmail = text(at(object, "notifyEmail")).value_or(defaults.notifyEmail),
-      .notifyIMessageHandle = text(at(object, "notifyIMessageHandle")),
-      .askChannel = text(at(object, "askChannel")).value_or(defaults.askChannel),
-      .askCleanup = text(at(object, "askCleanup")).value_or(defaults.askCleanup),
+      .imapAccounts = accounts(value(object, "imapAccounts")),
+      .dailyMutationCap = integer(object, "dailyMutationCap").value_or(defaults.dailyMutationCap),
+      .vendryHome = text(object, "vendryHome"),
+      .terminalApp = text(object, "terminalApp"),
+      .notifyEmail = text(object, "notifyEmail").value_or(defaults.notifyEmail),
+      .notifyIMessageHandle = text(object, "notifyIMessageHandle"),
+      .askChannel = text(object, "askChannel").value_or(defaults.askChannel),
+      .askCleanup = text(object, "askCleanup").value_or(defaults.askCleanup),
   };
 }
 

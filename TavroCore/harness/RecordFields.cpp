@@ -1,4 +1,4 @@
-#include "TavroCore/automations/RecordFields.h"
+#include "TavroCore/harness/RecordFields.h"
 
 #include <cmath>
 #include <limits>
