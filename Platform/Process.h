@@ -79,6 +79,8 @@ void detach(const Command& command);
 
 /// Is a process of this id alive (a zombie is not)?
 bool isAlive(pid_t process);
+/// Is it alive, and one that we may ask to end? Another user's isn't.
+bool isOurs(pid_t process);
 
 /// Asks a process to end (SIGTERM). Does nothing where there is none of this id that we may ask.
 void terminate(pid_t process) noexcept;

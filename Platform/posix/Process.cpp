@@ -389,6 +389,8 @@ bool isAlive(pid_t process) {
          (fields.front() != "Z" && fields.front() != "X");  // without /proc the kernel's answer stands
 }
 
+bool isOurs(pid_t process) { return isAlive(process) && kill(process, 0) == 0; }
+
 void terminate(pid_t process) noexcept {
   if (process > 0) kill(process, SIGTERM);  // 0 and below name groups
 }

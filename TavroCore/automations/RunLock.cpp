@@ -26,7 +26,7 @@ std::optional<pid_t> liveHolderOf(const fs::path& lock) {
   const auto number = Text::parseInteger(trimmedText(lock / "pid").value_or(""));
   if (!number || *number < 1 || *number > std::numeric_limits<pid_t>::max()) return std::nullopt;
   const auto process = static_cast<pid_t>(*number);
-  if (!Process::isAlive(process)) return std::nullopt;
+  if (!Process::isOurs(process)) return std::nullopt;  // runs are the owner's
   const std::string wrote = trimmedText(lock / "process").value_or("");
   const std::string now = Process::identity(process);
   if (!wrote.empty() && !now.empty() && wrote != now) return std::nullopt;  // the id has gone on to another process

@@ -3,7 +3,7 @@
 //
 // A killed holder leaves it behind, and its id may by then be another process's. So beside `pid` lies `process`, which
 // tells the holder from every other process that ever has its id (Process::identity); where it is missing, a live
-// process of that id counts.
+// process of that id counts. Another user's process holds no lock.
 //
 // What makes it one of any number of contenders is a lock of the system's on the loop's own directory, which needs no
 // space and dies with its holder. So a full disk, on which <name>.lock.d can't be made, keeps runs apart as well.
