@@ -44,6 +44,6 @@ bool ClientConfigurations::isTOML(const fs::path& file) {
 
 const ClientConfigurations::Format& ClientConfigurations::formatOf(const fs::path& file) {
   using namespace MCPConfigWriter;
-  static const Format json{jsonHasServer, mergedJSON, mergeJSON}, toml{tomlHasServer, mergedTOML, mergeTOML};
+  static const Format json{jsonHasServer, mergedJSON}, toml{tomlHasServer, mergedTOML};
   return isTOML(file) ? toml : json;
 }

@@ -12,7 +12,8 @@ struct ClientConfiguration {
   std::string id;
   std::optional<std::filesystem::path> file;  // nothing: we don't know where it keeps its servers
 
-  /// Does it know a server of this name? Nothing where we can't tell.
+  /// Does it know a server of this name? Nothing where we don't know its file; false also for a file that can't be
+  /// read.
   std::optional<bool> hasServer(const std::string& name) const;
 };
 
@@ -24,7 +25,6 @@ std::vector<ClientConfiguration> all();
 struct Format {
   decltype(&MCPConfigWriter::jsonHasServer) hasServer;
   decltype(&MCPConfigWriter::mergedJSON) merged;
-  decltype(&MCPConfigWriter::mergeJSON) merge;
 };
 bool isTOML(const std::filesystem::path& file);
 const Format& formatOf(const std::filesystem::path& file);

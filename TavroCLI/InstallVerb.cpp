@@ -16,6 +16,7 @@
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/Terminal.h"
 #include "TavroCore/automations/MCPConfigWriter.h"
+#include "TavroCore/automations/PlainText.h"
 
 namespace fs = std::filesystem;
 
@@ -82,11 +83,12 @@ std::string_view keyOf(std::string_view line) {
   return isKey ? line.substr(0, end + 1) : "";
 }
 
-/// A line that goes, without what may be secret in it: an entry that is replaced may hold tokens.
+/// A line that goes, without what may be secret in it: an entry that is replaced may hold tokens, its command too.
 std::string veiled(std::string_view line) {
   const std::string_view text = Text::trimBlanks(core(line)), key = keyOf(text);
   const bool isFrame = text.find_first_not_of("[]{}") == text.npos || text.ends_with('{') || text.ends_with('[');
-  if (isFrame || key == "\"command\"" || text.starts_with("command")) return std::string(withoutCR(line));
+  if (isFrame) return std::string(withoutCR(line));
+  if (text.starts_with("command")) return "command = …";  // of TOML
   return std::string(line.substr(0, line.find(text))) + std::string(key) + (key.empty() ? "…" : ": …");
 }
 
@@ -174,10 +176,8 @@ struct Installation {
 
  private:
   void checkName() const {
-    const bool isBareKey = !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
-      return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
-    });
-    if (!isBareKey) wrong("a server's name is of letters from a to z, digits, - and _, not \"" + name + "\"");
+    if (name.empty() || !PlainText::isPlain(name, "-_"))
+      wrong("a server's name is of letters from a to z, digits, - and _, not \"" + name + "\"");
   }
 
   ExitStatus list() const {
@@ -199,7 +199,7 @@ struct Installation {
     const std::string after = inOurLayout(path, entry.merge.after);
     entry.isThere = entry.merge.before && before == after;
     entry.isWritten = !entry.isThere && !dryRun;
-    if (entry.isWritten) formatOf(path).merge(path, entry.command, name);
+    if (entry.isWritten) MCPConfigWriter::write(path, entry.merge);
     if (dryRun && !json) Terminal::print(difference(before, after));
     json ? Display::show(entry.record()) : entry.tell();
     return ExitStatus::done;

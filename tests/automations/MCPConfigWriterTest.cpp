@@ -54,15 +54,17 @@ TEST_F(MCPConfigWriterTest, followsALinkAndDoesWithoutABackup) {
 }
 
 TEST_F(MCPConfigWriterTest, refusesJsonThatItCouldNotKeep) {
-  for (const std::string text : {"[]", "null", "{\"a\": 1", "{} // mine", "{\"a\": 1,}", "{\"a\": \"\xff\"}",
-                                 R"({"a": {"b": 1, "b": 1}})", R"({"mcpServers": {}, "mcpServers": {}})",
-                                 R"({"a": 18446744073709551616})", R"([{"a": -9223372036854775809}])"}) {
+  for (const std::string text :
+       {"[]", "null", "{\"a\": 1", "{} // mine", "{\"a\": 1,}", "{\"a\": \"\xff\"}", R"({"a": {"b": 1, "b": 1}})",
+        R"({"mcpServers": {}, "mcpServers": {}})", R"({"a": 18446744073709551616})", R"({"a": [-9223372036854775809]})",
+        R"({"a": 3.14159265358979323846})", R"({"\\\"": 1e-400})"}) {
     write(json, text);
     EXPECT_THROW(MCPConfigWriter::mergeJSON(json, "x"), Error) << text;
     EXPECT_EQ(read(json), text);
     EXPECT_EQ(backup(json), "(no file)") << text;
   }
-  for (const std::string text : {"", " \n", R"({"a": {"b": 1}, "c": {"b": 1}})", R"({"mcpServers": [1]})"}) {
+  for (const std::string text : {"", " \n", R"({"a": {"b": 1}, "c": {"b": 1}})", R"({"mcpServers": [1]})",
+                                 R"({"1.00000000000000000001": [1E+2, 0.10, 0e9, -2.5e-7, 1200, 1e300]})"}) {
     write(json, text);
     EXPECT_EQ(MCPConfigWriter::mergeJSON(json, "x"), Result::added) << text;
   }
@@ -70,27 +72,34 @@ TEST_F(MCPConfigWriterTest, refusesJsonThatItCouldNotKeep) {
 }
 
 TEST_F(MCPConfigWriterTest, changesTheOneLineOfATomlSection) {
-  const std::string section = "[mcp_servers.tavro]\ncommand = \"/b/tavro-mcp\"\n", added = section + "args = []\n";
+  const std::string header = "[mcp_servers.tavro]", line = "command = \"/b/tavro-mcp\"";
+  const std::string section = header + "\n" + line + "\n", added = section + "args = []\n";
   EXPECT_EQ(MCPConfigWriter::mergeTOML(toml, "/b/tavro-mcp"), Result::added);
   EXPECT_EQ(read(toml), added);
   EXPECT_EQ(mode(toml), 0600);
   EXPECT_EQ(MCPConfigWriter::mergeTOML(toml, "/c"), Result::updated);
+  const std::string values = R"(command_timeout = 9
+args = [ # "
+ [1], '['
+]
+text = """\"""
+[z]
+"" """
+)";
   const std::vector<std::pair<std::string, std::string>> files = {
       {"", "\n" + added},
       {"a = 1", "a = 1\n\n" + added},
       {"[mcp_servers.tavro2]\ncommand = 'x'\n", "[mcp_servers.tavro2]\ncommand = 'x'\n\n" + added},
-      {section + "[z]\ncommand = 1", section + "[z]\ncommand = 1"},
-      {"\t[mcp_servers.tavro] \nargs = [1]\n command='old'\n[z]\ncommand = 1",
-       "\t[mcp_servers.tavro] \nargs = [1]\ncommand = \"/b/tavro-mcp\"\n[z]\ncommand = 1"},
-      {"[mcp_servers.tavro]\n [z]\ncommand = 1\n", section + " [z]\ncommand = 1\n"},
-      {"[mcp_servers.tavro]\ncommand_timeout = 9\n", section + "command_timeout = 9\n"},
-      {"[mcp_servers.tavro]", section.substr(0, section.size() - 1)},
-      {"[mcp_servers.tavro]\r\ncommand = 'x'\r\nb = 1\r\n",
-       "[mcp_servers.tavro]\r\ncommand = \"/b/tavro-mcp\"\r\nb = 1\r\n"},
-      {"[mcp_servers.tavro]\r\nb = 1\r\n", "[mcp_servers.tavro]\r\ncommand = \"/b/tavro-mcp\"\r\nb = 1\r\n"},
-      {"a = 1\r\n", "a = 1\r\n\r\n[mcp_servers.tavro]\r\ncommand = \"/b/tavro-mcp\"\r\nargs = []\r\n"},
-      {"[mcp_servers.tavro.env]\nA = 'b'\n", "[mcp_servers.tavro.env]\nA = 'b'\n\n" + added},
-  };
+      {"\t" + header + " \n" + values + " command='old'\n[z]\ncommand = 1",
+       "\t" + header + " \n" + values + line + "\n[z]\ncommand = 1"},
+      {header + "\n [z]\ncommand = 1\n", section + " [z]\ncommand = 1\n"},
+      {header + "\ncommand_timeout = 1", section + "command_timeout = 1"},
+      {"a = '''\n" + header + "\n''''\n", "a = '''\n" + header + "\n''''\n\n" + added},
+      {header, header + "\n" + line},
+      {header + "\r\ncommand = 'x'\r\nb = 1\r\n", header + "\r\n" + line + "\r\nb = 1\r\n"},
+      {header + "\r\nb = 1\r\n", header + "\r\n" + line + "\r\nb = 1\r\n"},
+      {"a = 1\r\n", "a = 1\r\n\r\n" + header + "\r\n" + line + "\r\nargs = []\r\n"},
+      {"[mcp_servers.tavro.env]\nA = 'b'\n", "[mcp_servers.tavro.env]\nA = 'b'\n\n" + added}};
   for (const auto& [before, after] : files) {
     write(toml, before);
     MCPConfigWriter::mergeTOML(toml, "/b/tavro-mcp");
@@ -103,13 +112,15 @@ TEST_F(MCPConfigWriterTest, changesTheOneLineOfATomlSection) {
 TEST_F(MCPConfigWriterTest, refusesTomlThatASecondTableWouldBreak) {
   for (const std::string text :
        {"a = \"\xff\"", "[mcp_servers.tavro] # mine\n", "[ mcp_servers . \"tavro\" ]", "[mcp_servers]\ntavro = {}",
-        "[mcp_servers]\ntavro.command = 'x'", "mcp_servers.tavro.command = 'x'", "mcp_servers = {}"}) {
+        "[mcp_servers]\ntavro.command = 'x'", "mcp_servers.tavro.command = 'x'", "mcp_servers = {}",
+        "[[mcp_servers.tavro]]", "[mcp_servers.tavro]\n\"command\" = 'x'", "[mcp_servers.tavro]\ncommand.x = 1",
+        "[mcp_servers.tavro]\ncommand = [\n]", "[mcp_servers.tavro.command]", "a = [", "\"\"\"\n\""}) {
     std::filesystem::remove(toml.string() + ".tavro-backup");
     write(toml, text);
     EXPECT_THROW(MCPConfigWriter::mergeTOML(toml, "x"), Error) << text;
     EXPECT_EQ(read(toml), text);
     EXPECT_EQ(backup(toml), "(no file)") << text;
-    EXPECT_FALSE(MCPConfigWriter::tomlHasServer(toml)) << text;
+    EXPECT_EQ(MCPConfigWriter::tomlHasServer(toml), text.starts_with("[mcp_servers.tavro]\n")) << text;
   }
 }
 
