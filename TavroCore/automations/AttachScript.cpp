@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Program.h"
@@ -42,15 +40,6 @@ std::string kindOf(std::string application) {
   return Text::lowercase(std::filesystem::path(application).stem().string());
 }
 
-/// A word that no shell reads anything into stands as it is.
-std::string shellWord(const std::string& word) {
-  const auto isPlain = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           std::string_view("/._-").find(c) != std::string_view::npos;
-  };
-  return std::all_of(word.begin(), word.end(), isPlain) ? word : ShellText::quoted(word);
-}
-
 std::string closingWith(std::string_view block) {
   return fmt::format(R"sh(( sleep 1; {} - "$TTY" >/dev/null 2>&1 <<'OSA'
 on run argv
@@ -59,7 +48,7 @@ on run argv
 OSA
   ) &
 )sh",
-                     shellWord(Platform::program("osascript").string()), block);
+                     ShellText::word(Platform::program("osascript").string()), block);
 }
 
 std::string closing(const std::string& kind) {

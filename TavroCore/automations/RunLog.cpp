@@ -31,7 +31,6 @@ std::streamoff beginOfLast(long long count, std::istream& log, std::streamoff si
 namespace RunLog {
 
 std::string tsLocal() { return Dates::localText(Dates::now(), Dates::Unit::second); }
-std::string tsUTC() { return Dates::iso8601(Dates::now()); }
 
 void append(const fs::path& log, std::string_view text) noexcept {
   try {

@@ -13,7 +13,6 @@ namespace RunLog {
 inline constexpr long long sizeLimit = 1'048'576;
 
 std::string tsLocal();  // "2026-03-14 09:26:53", local
-std::string tsUTC();    // "2026-03-14T09:26:53Z"
 
 /// Adds the text and a line feed. A failure is passed over.
 void append(const std::filesystem::path& log, std::string_view text) noexcept;

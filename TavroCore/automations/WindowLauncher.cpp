@@ -35,8 +35,7 @@ std::string placement(const LoopRun& run) {
 
 /// What the window's shell is to run, as it stands in the script.
 std::string shellPath(const LoopRun& run) {
-  const std::string& path = run.files.innerScript.native();
-  return PlainText::isPlain(path, "/._-") ? path : escaped(ShellText::quoted(path));
+  return escaped(ShellText::word(run.files.innerScript.native()));
 }
 
 /// Gives the session's id; empty when there is none, or one that can't stand in the closing script.
