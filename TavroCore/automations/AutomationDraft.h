@@ -5,8 +5,8 @@
 //   agent          model, client, timeoutSeconds (0), visible, effort (when not empty), screen (when given)
 //   system loops   system (true)
 //
-// Two keys that no draft writes are read: "dangerous", and "prompt" and "enabled" of older records, which an edit takes
-// out. A new prompt goes into AGENT.md, and whether a loop is paused into its state.
+// Three keys that no draft writes are read: "dangerous", and "prompt" and "enabled" of older records, which an edit
+// takes out. A prompt belongs into AGENT.md, and whether a loop is paused into its state.
 #pragma once
 
 #include <optional>

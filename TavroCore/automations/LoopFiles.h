@@ -11,7 +11,8 @@
 //   .runtime/run/vendry.sock              the tmux server of runs in the background
 //
 // and ~/Library/LaunchAgents/app.tavro.vendry.<name>.plist, its timer. Several programs work on them at once, so each
-// is replaced as a whole, and between runs only the lock excludes anybody.
+// is replaced as a whole. Runs of a loop exclude each other by the run lock, and changes of states take turns by a lock
+// on .runtime/state; all else is whose write comes last.
 #pragma once
 
 #include <filesystem>

@@ -35,9 +35,13 @@ Automation::Kind kindOf(const Json& record, const std::string& command) {
   return holds(" run ") && holds("tavro") ? Automation::Kind::tool : Automation::Kind::script;
 }
 
-std::optional<std::string> promptOf(const Json& record, const LoopFiles& files) {
+std::optional<std::string> writtenPrompt(const LoopFiles& files) {
   auto bytes = Files::readIfPossible(files.agent);
-  auto prompt = bytes ? Text::decodeUTF8(std::move(*bytes)) : std::nullopt;
+  return bytes ? Text::decodeUTF8(std::move(*bytes)) : std::nullopt;
+}
+
+std::optional<std::string> promptOf(const Json& record, const LoopFiles& files) {
+  auto prompt = writtenPrompt(files);
   return prompt ? prompt : RecordFields::text(record, "prompt");
 }
 
@@ -60,6 +64,29 @@ void addState(const Json& state, Automation& loop) {
   loop.enabled = RecordFields::boolean(state, "enabled").value_or(loop.enabled);
   loop.lastExit = RecordFields::integer(state, "lastExit");
   if (const auto ended = RecordFields::text(state, "lastRun")) loop.lastRun = Timestamps::parseISO8601(*ended);
+}
+
+/// A pause that isn't written down is none, and its timer would fire on.
+void putEnabled(const LoopFiles& files, bool enabled) {
+  LoopStore::writeEnabled(files, enabled);
+  const auto loop = VendryEngine::find(files.name);
+  if (!loop || loop->enabled == enabled) return;
+  throw EngineError::failed("'" + files.name + "' could not be " + (enabled ? "enabled" : "disabled") + ": " +
+                            files.state.string() + " can't be written");
+}
+
+bool isPauseKnown(const LoopFiles& files) {
+  return RecordFields::boolean(LoopStore::object(files.state).value_or(Json()), "enabled").has_value();
+}
+
+/// An older record's pause and prompt move to where they belong by now. What can't be written there stays in the
+/// record.
+void moveOut(const Json& older, const LoopFiles& files, const AutomationDraft& draft, Json& edited) {
+  const bool isPaused = RecordFields::boolean(older, "enabled") == false && !isPauseKnown(files);
+  if (isPaused) LoopStore::writeEnabled(files, false);
+  if (isPaused && !isPauseKnown(files)) edited["enabled"] = false;
+  const auto prompt = RecordFields::text(older, "prompt");
+  if (prompt && draft.agentPrompt() && !writtenPrompt(files)) edited["prompt"] = *prompt;
 }
 
 }  // namespace
@@ -121,21 +148,23 @@ void add(const AutomationDraft& draft) {
   ensureLayout();
   if (!LoopStore::createRecord(*files, draft.addObject())) throw EngineError::alreadyExists(draft.name);
   LoopStore::writePrompt(*files, draft.agentPrompt());
-  LoopStore::writeEnabled(*files, draft.enabled);
+  putEnabled(*files, draft.enabled);
   syncOne(draft.name);
 }
 
 void edit(const AutomationDraft& draft) {
-  auto record = rawObject(draft.name);
+  const auto record = rawObject(draft.name);
   if (!record) throw EngineError::noSuchLoop(draft.name);
   const LoopFiles files(draft.name);
-  LoopStore::writeRecord(files, draft.applied(std::move(*record)));
   LoopStore::writePrompt(files, draft.agentPrompt());
+  Json edited = draft.applied(*record);
+  moveOut(*record, files, draft, edited);
+  LoopStore::writeRecord(files, edited);
   syncOne(draft.name);
 }
 
 void setEnabled(const std::string& name, bool enabled) {
-  LoopStore::writeEnabled(LoopStore::existing(name), enabled);
+  putEnabled(LoopStore::existing(name), enabled);
   syncOne(name);
 }
 

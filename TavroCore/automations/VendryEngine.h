@@ -52,19 +52,22 @@ std::optional<Json> rawObject(std::string_view name);
 void add(const AutomationDraft& draft);
 /// A paused loop stays paused, whatever the draft says. Throws as `add`.
 void edit(const AutomationDraft& draft);
+/// Throws EngineError where there is no such loop, or its state can't be written (its timer is then as it was), and
+/// FileFailure where the timer's property list can't be.
 void setEnabled(const std::string& name, bool enabled);
-/// Leaves a run in progress alone, and the logs.
+/// Leaves a run in progress alone, and the logs. Throws EngineError::noSuchLoop; what can't be removed is passed over.
 void remove(const std::string& name);
 
 // ---- Runs.
 
-/// Starts a run that doesn't depend on us, of a paused loop too.
+/// Starts a run that doesn't depend on us, of a paused loop too. Throws EngineError where there is no such loop or no
+/// `tavro`, and Process::LaunchFailure.
 void runNow(const std::string& name);
 /// Ends a run in progress: its session, else its process and the children of that. Throws EngineError::notRunning where
 /// there is none.
 void stop(const std::string& name);
 /// Opens a terminal on the session of a run in the background. Throws EngineError where there is none, or the terminal
-/// can't be opened.
+/// can't be opened; FileFailure and Process::LaunchFailure.
 void attach(const std::string& name);
 
 std::filesystem::path tmuxSocket();
@@ -80,15 +83,18 @@ std::filesystem::path tavroBinaryForLaunchd();
 // ---- Timers: each enabled loop has a launchd agent, whose property list starts `tavro auto-run <name>`.
 
 std::filesystem::path plistURL(std::string_view name);
+/// Throws EngineError::noSuchLoop, FileFailure.
 void writePlist(const Automation& automation);
 void loadAgent(const std::string& name);    // failures are passed over
 void unloadAgent(const std::string& name);  // failures are passed over
 /// Does launchd know the loop's agent?
 bool isAgentLoaded(const std::string& name);
-/// Gives an enabled loop its agent, and takes it from a paused one. Throws EngineError, FileFailure.
+/// Gives an enabled loop its agent, and takes it from a paused one. Throws EngineError, FileFailure; whether launchd
+/// took the agent is told by isAgentLoaded.
 void syncOne(const std::string& name);
+/// Of all loops; failures are passed over.
 void syncAll();
-/// Keeps a loop of the program's own in place, whatever was done to it, but for its schedule.
+/// Keeps a loop of the program's own in place, whatever was done to it, but for its schedule. Failures are passed over.
 void ensureSystemLoop(const std::string& name, const std::string& tool, long long everyMinutes);
 /// After the command or the home has moved: gives all loops their agents again. True when there was need.
 bool resyncIfRelocated();
