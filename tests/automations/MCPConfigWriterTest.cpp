@@ -1,7 +1,6 @@
 // The entry in a client's own configuration file. The file is the owner's and holds their tokens: whatever can't be
 // kept is refused, and no copy may be open to more people than the file itself.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "Platform/Json.h"
 #include "TavroCore/automations/MCPConfigWriter.h"
@@ -14,34 +13,30 @@ using MCPConfigWriter::Result;
 struct MCPConfigWriterTest : HomeTest {
   const std::filesystem::path json = user / "new/client.json", toml = user / "client.toml";
 
-  static mode_t mode(const std::filesystem::path& file) {
-    struct stat entry {};
-    return ::stat(file.c_str(), &entry) == 0 ? entry.st_mode & 07777 : 0;
-  }
+  static auto mode(const std::filesystem::path& file) { return std::filesystem::status(file).permissions(); }
   static std::string backup(const std::filesystem::path& file) { return read(file.string() + ".tavro-backup"); }
 };
 
 TEST_F(MCPConfigWriterTest, addsToJsonAndKeepsTheRest) {
   EXPECT_FALSE(MCPConfigWriter::jsonHasServer(json));
   EXPECT_EQ(MCPConfigWriter::mergeJSON(json, "/old"), Result::added);
-  EXPECT_EQ(mode(json), 0600);
+  EXPECT_EQ(mode(json), std::filesystem::perms(0600));
   EXPECT_EQ(backup(json), "(no file)");
 
   const std::string text =
       R"({"z": [1.5, -7, 18446744073709551615, "é\u0000"], "mcpServers": {"tavro": {"command": "/old", "args": ["x"]},
           "other": {"env": {"TOKEN": "t"}}}, "a": null})";
   write(json, text);
-  ::chmod(json.c_str(), 0640);
+  Files::setMode(json, 0640);
   write(json.string() + ".tavro-backup", "older");  // and open to everybody
   EXPECT_EQ(MCPConfigWriter::mergeJSON(json, "/b/\"tavro\""), Result::updated);
   Json expected = Json::parse(text);
   expected["mcpServers"]["tavro"] = {{"command", "/b/\"tavro\""}};
   EXPECT_EQ(read(json), expected.dump(2));
   EXPECT_EQ(backup(json), text);
-  EXPECT_EQ(mode(json), 0640);
-  EXPECT_EQ(mode(json.string() + ".tavro-backup"), 0640);
-  EXPECT_TRUE(MCPConfigWriter::jsonHasServer(json, "other"));
-  EXPECT_FALSE(MCPConfigWriter::jsonHasServer(json, "command"));
+  EXPECT_EQ(mode(json), std::filesystem::perms(0640));
+  EXPECT_EQ(mode(json.string() + ".tavro-backup"), std::filesystem::perms(0640));
+  EXPECT_TRUE(MCPConfigWriter::jsonHasServer(json, "other") && !MCPConfigWriter::jsonHasServer(json, "command"));
 }
 
 TEST_F(MCPConfigWriterTest, followsALinkAndDoesWithoutABackup) {
@@ -76,16 +71,10 @@ TEST_F(MCPConfigWriterTest, changesTheOneLineOfATomlSection) {
   const std::string section = header + "\n" + line + "\n", added = section + "args = []\n";
   EXPECT_EQ(MCPConfigWriter::mergeTOML(toml, "/b/tavro-mcp"), Result::added);
   EXPECT_EQ(read(toml), added);
-  EXPECT_EQ(mode(toml), 0600);
+  EXPECT_EQ(mode(toml), std::filesystem::perms(0600));
   EXPECT_EQ(MCPConfigWriter::mergeTOML(toml, "/c"), Result::updated);
-  const std::string values = R"(command_timeout = 9
-args = [ # "
- [1], '['
-]
-text = """\"""
-[z]
-"" """
-)";
+  const std::string values =  // with two lines that look like headers
+      "command_timeout = 9\nargs = [ # \"\n [1], '['\n]\ntext = \"\"\"\\\"\"\"\n[z]\n\"\" \"\"\"\n";
   const std::vector<std::pair<std::string, std::string>> files = {
       {"", "\n" + added},
       {"a = 1", "a = 1\n\n" + added},
