@@ -17,30 +17,14 @@ Instant at(const std::string& text) {
   return Dates::fromLocal(local);
 }
 
-TEST(DueTimes, findsTheNextTime) {
+TEST(DueTimes, bearsTheChangesOfSummerTime) {
   const ScopedVariable zone("TZ", "Europe/Berlin");
-  struct Row {
-    CalendarTime time;
-    const char* after;
-    const char* next;
-  };
-  const CalendarTime nine{.hour = 9, .minute = 0};
   const CalendarTime halfPastTwo{.hour = 2, .minute = 30};
-  const Row rows[] = {
-      {nine, "2026-11-23 08:59", "2026-11-23 09:00"},
-      {nine, "2026-11-23 09:00", "2026-11-24 09:00"},
-      {{.month = 2, .day = 29, .hour = 23, .minute = 59}, "2096-03-01 00:00", "2104-02-29 23:59"},
-      {{.hour = 9}, "2026-11-23 09:59", "2026-11-24 09:00"},
-      {halfPastTwo, "2026-03-28 12:00", "2026-03-29 03:30"},  // there is no 2:30 that day
-      {{.minute = 30}, "2026-03-29 01:30", "2026-03-29 03:30"},
-      {halfPastTwo, "2026-10-25 02:30", "2026-10-26 02:30"},  // there are two, of which the first counts
-  };
-  for (const auto& row : rows) {
-    const auto next = DueTimes::next({row.time}, at(row.after));
-    EXPECT_EQ(next ? Dates::localText(*next, Dates::Unit::minute) : "never", row.next) << row.after;
-  }
-  EXPECT_EQ(DueTimes::next({{.minute = 30}}, at("2026-10-25 02:30")), at("2026-10-25 02:30") + 1h)
-      << "every hour also counts the one that comes twice";
+  const CalendarTime halfPast{.minute = 30};
+  EXPECT_EQ(DueTimes::next({halfPastTwo}, at("2026-03-28 12:00")), at("2026-03-29 03:30")) << "there is no 2:30";
+  EXPECT_EQ(DueTimes::next({halfPast}, at("2026-03-29 01:30")), at("2026-03-29 03:30"));
+  EXPECT_EQ(DueTimes::next({halfPastTwo}, at("2026-10-25 02:30")), at("2026-10-26 02:30")) << "the first of two counts";
+  EXPECT_EQ(DueTimes::next({halfPast}, at("2026-10-25 02:30")), at("2026-10-25 02:30") + 1h) << "both count";
 }
 
 /// A launchd on invented clocks.
@@ -55,10 +39,7 @@ struct Simulation {
     handled = verdict.isDue ? now : verdict.handled;
     if (verdict.isDue) runs += Dates::localText(now.wall, Dates::Unit::minute).substr(8) + " ";
   }
-  void move(std::chrono::microseconds by) {
-    now.wall += by;
-    now.boot += by;
-  }
+  void move(std::chrono::microseconds by) { now.wall += by, now.boot += by; }
   void pass(std::chrono::microseconds time) {
     for (const auto end = now.boot + time; now.boot < end; look()) {
       const auto verdict = DueTimes::judge(job, handled, now);
@@ -68,22 +49,10 @@ struct Simulation {
       move(step);
     }
   }
-  void sleep(std::chrono::microseconds time) {
-    move(time);
-    look();
-  }
-  void run(std::chrono::microseconds time) {
-    move(time);
-    handled = DueTimes::afterEnd(job, handled, now);
-  }
-  void setClock(std::chrono::microseconds by) {
-    now.wall += by;
-    look();
-  }
-  void restart(std::chrono::microseconds off) {
-    now = {now.wall + off, 10s, now.bootId + "+"};
-    look();
-  }
+  void sleep(std::chrono::microseconds time) { move(time), look(); }
+  void run(std::chrono::microseconds time) { move(time), handled = DueTimes::afterEnd(job, handled, now); }
+  void setClock(std::chrono::microseconds by) { now.wall += by, look(); }
+  void restart(std::chrono::microseconds off) { now = {now.wall + off, 10s, now.bootId + "+"}, look(); }
 };
 
 TEST(DueTimes, bearsWhateverHappensToTheClocks) {
@@ -103,11 +72,8 @@ TEST(DueTimes, bearsWhateverHappensToTheClocks) {
       {"set back by two hours", daily, [](auto& s) { s.pass(2h), s.setClock(-2h), s.pass(26h); }, "23 09:00 24 09:00 "},
       {"set back by two hours, restarted", daily,
        [](auto& s) { s.pass(90min), s.setClock(-2h), s.restart(1min), s.pass(26h); }, "23 09:00 24 09:00 "},
-      {"set back by a day", daily, [](auto& s) { s.pass(2h), s.setClock(-24h), s.pass(25h); },
-       "23 09:00 23 09:00 "},  // 10:00 the day before, whose time is past
       {"set back by a day and two hours, in two steps", daily,
        [](auto& s) { s.pass(2h), s.setClock(-26h), s.pass(2h), s.setClock(-2h), s.pass(4h); }, "23 09:00 22 09:00 "},
-      {"set forward over a time", daily, [](auto& s) { s.setClock(5h), s.pass(20h); }, "23 13:00 24 09:00 "},
       {"set forward by a year", daily, [](auto& s) { s.setClock(365 * 24h), s.pass(2h); }, "23 08:00 23 09:00 "},
       {"a clock of 1970 that is set later", daily,
        [](auto& s) { s.pass(2h), s.restart(-400000h), s.setClock(400002h), s.pass(22h); },

@@ -33,12 +33,13 @@ LaunchJob oddJob() {
 }
 
 TEST(SystemdUnits, areTakenWithoutAWord) {
-  auto odd = oddJob();
-  auto inShell = odd;
+  auto inShell = oddJob();
   inShell.arguments.front() = "/tmp/a 'b\"\\/c";
   inShell.runAtLoad = true;
-  for (const auto& job : {odd, inShell, LaunchJob{.label = "plain", .arguments = {"/bin/true"}, .times = {{}}}}) {
-    const TemporaryDirectory directory;
+  const TemporaryDirectory directory;
+  const auto dollar = directory / "$HOME";
+  std::filesystem::create_symlink("/bin/true", dollar);
+  for (const auto& job : {oddJob(), inShell, LaunchJob{.label = "plain", .arguments = {dollar}, .times = {{}}}}) {
     const auto stem = directory.path() / JobName::escaped(job.label);
     Files::replace(stem.string() + ".service", SystemdUnits::service(job), 0644);
     Files::replace(stem.string() + ".timer", SystemdUnits::timer(job), 0644);
@@ -94,7 +95,7 @@ TEST(SystemdUnits, nameTheTimesThatLaunchdWouldFind) {
       {{.hour = 9, .minute = 0}, {.hour = 18, .minute = 5}},
       {{.day = 13, .weekday = 5, .hour = 7, .minute = 0}},
       {{.weekday = 0, .minute = 1}},
-      {{.weekday = 7, .hour = 23}},
+      {{.weekday = 5, .hour = 23}, {.weekday = 7, .hour = 23}},
       {{.month = 4, .day = 31}},
       {{.month = 2, .day = 29, .hour = 0, .minute = 0}},
       {{.month = 12, .weekday = 3, .minute = 59}},
@@ -102,7 +103,7 @@ TEST(SystemdUnits, nameTheTimesThatLaunchdWouldFind) {
   };
   for (const auto& times : schedules) {
     const LaunchJob job{.label = "x", .arguments = {"/bin/true"}, .times = times};
-    for (const std::string after : {"2026-11-23 09:30", "2027-12-31 23:59", "2028-02-13 07:00"}) {
+    for (const std::string after : {"2026-11-23 09:30", "2027-12-31 23:59", "2028-02-13 07:00", "2096-03-01 00:00"}) {
       const auto base = *Dates::parseISO8601(after.substr(0, 10) + "T" + after.substr(11) + ":00Z");
       const auto next = DueTimes::next(times, base);
       EXPECT_EQ(next ? Dates::localText(*next, Dates::Unit::minute) : "never", nextBySystemd(job, after, directory))

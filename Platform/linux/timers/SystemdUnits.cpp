@@ -42,9 +42,9 @@ string barePath(string_view key, const string& path) {
   return Text::replaceAll(path, "%", "%%");
 }
 
-/// systemd refuses quotes and backslashes in the program's own path, so a shell starts such a one.
+/// In the program's own path systemd refuses quotes and backslashes, and takes "$$" as it is; so a shell starts it.
 string commandLine(const std::vector<string>& arguments) {
-  const bool isPlain = arguments.front().find_first_of("\"'\\") == string::npos && !hasControls(arguments.front());
+  const bool isPlain = arguments.front().find_first_of("\"'\\$") == string::npos && !hasControls(arguments.front());
   string line = isPlain ? "" : R"(/bin/sh -c "exec \"$$0\" \"$$@\"" )";
   for (const auto& word : arguments) line += (&word == &arguments.front() ? "" : " ") + argument(word);
   return line;
