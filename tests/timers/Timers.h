@@ -40,8 +40,10 @@ class TimersTest : public testing::Test {
     std::ofstream(file) << PropertyList::xml(propertyList);
     return file;
   }
-  static Json shell(const std::string& label, const std::string& script) {
-    return {{"Label", label}, {"ProgramArguments", {"/bin/sh", "-c", script}}};
+  static Json shell(const std::string& label, const std::string& script, const Json& more = Json::object()) {
+    Json job = {{"Label", label}, {"ProgramArguments", {"/bin/sh", "-c", script}}};
+    job.update(more);
+    return job;
   }
   static Process::Result launchctl(std::vector<std::string> words) {
     return Process::run({.program = desktopProgram("launchctl"), .arguments = std::move(words), .input = ""});

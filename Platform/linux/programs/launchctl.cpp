@@ -74,12 +74,17 @@ LaunchJob jobOf(const string& file) {
   }
 }
 
-/// A job whose list is gone is known by the list's name, which by custom is its label.
+bool isLoaded(const string& label) { return UserManager::isLoaded(label) || LaunchdJobs::isLoaded(label); }
+
+/// A job whose list is gone or damaged is known by the list's name, which by custom is its label.
 string labelOf(const string& file) {
-  if (Files::exists(file)) return jobOf(file).label;
-  const auto label = std::filesystem::path(file).stem().string();
-  if (UserManager::isLoaded(label) || LaunchdJobs::isLoaded(label)) return label;
-  throw Refusal(noSuchFile, "No such file or directory: " + file);
+  try {
+    return jobOf(file).label;
+  } catch (const Refusal&) {
+    const auto label = std::filesystem::path(file).stem().string();
+    if (isLoaded(label)) return label;
+    throw;
+  }
 }
 
 /// A job has one timer: what the other one knows of it goes.
@@ -99,9 +104,9 @@ void load(const string& file) {
 }
 
 void unload(const string& label) {
-  const bool bySystemd = UserManager::unload(label);
-  const bool byLaunchd = LaunchdJobs::unload(label);
-  if (!bySystemd && !byLaunchd) throw Refusal(noSuchProcess, "No such process");
+  if (!isLoaded(label)) throw Refusal(noSuchProcess, "No such process");
+  UserManager::unload(label);
+  LaunchdJobs::unload(label);
 }
 
 /// Does the work and tells its failure, "Bootstrap failed: 5: Input/output error"; its status.
