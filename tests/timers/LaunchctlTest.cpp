@@ -55,6 +55,10 @@ TEST_F(TimersTest, moveToTheManagerThatAnswersAndEndWithTheirDesktop) {
   answerAsManager();
   ASSERT_TRUE(launchctl({"bootstrap", domain, file}).status.ok());
   EXPECT_FALSE(std::filesystem::exists(own) || std::filesystem::exists(autostart));
+  {
+    const FileLock anothers(desktop / "launchd/changes.lock");
+    EXPECT_THAT(launchctl({"bootout", domain, file}).errors, HasSubstr("another launchctl has been changing jobs"));
+  }
   answer("exit 1");
   ASSERT_TRUE(launchctl({"bootstrap", domain, file}).status.ok());
   EXPECT_TRUE(std::filesystem::exists(own));

@@ -92,6 +92,7 @@ void load(const string& file) {
   auto job = jobOf(file);
   job.environment.merge(JobEnvironment::places());  // what the list itself sets stays
   const bool bySystemd = UserManager::answers();
+  const auto lock = LaunchdJobs::lockChanges();
   if (bySystemd ? UserManager::isLoaded(job.label) : LaunchdJobs::isLoaded(job.label))
     throw Refusal(isLoadedAlready, "Input/output error");  // which is how it is told on macOS
   if (bySystemd) {
@@ -105,6 +106,7 @@ void load(const string& file) {
 
 void unload(const string& label) {
   if (!isLoaded(label)) throw Refusal(noSuchProcess, "No such process");
+  const auto lock = LaunchdJobs::lockChanges();
   UserManager::unload(label);
   LaunchdJobs::unload(label);
 }

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <thread>
 #include <vector>
 
 #include "Platform/Files.h"
@@ -23,19 +22,8 @@ namespace {
 using std::chrono::microseconds;
 
 /// A launchd that was killed may have left a child that is about to become its job and holds the lock till then, so one
-/// that finds it taken asks again for a while.
-FileLock takeLock() {
-  using namespace std::chrono_literals;
-  const auto file = LaunchdJobs::lockFile();
-  Files::createDirectories(LaunchdJobs::jobsDirectory());
-  Files::createNew(file, "");
-  for (int attempt = 0; attempt < 50; ++attempt) {
-    FileLock lock(file);
-    if (lock.state() != FileLock::State::takenByAnother) return lock;
-    std::this_thread::sleep_for(20ms);
-  }
-  return FileLock(file);
-}
+/// that finds it taken waits for a moment.
+FileLock takeLock() { return LaunchdJobs::takeLock(LaunchdJobs::lockFile(), std::chrono::seconds(1)); }
 
 Descriptor need(int descriptor, const char* what) {
   if (descriptor < 0)

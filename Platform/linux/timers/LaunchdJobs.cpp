@@ -1,26 +1,24 @@
 #include "Platform/linux/timers/LaunchdJobs.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/file.h>
 
 #include <algorithm>
 #include <chrono>
 #include <thread>
 
 #include "Platform/Desktop.h"
-#include "Platform/FileLock.h"
 #include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "Platform/Process.h"
 #include "Platform/Program.h"
 #include "Platform/Uuid.h"
 #include "Platform/linux/timers/Autostart.h"
-#include "Platform/posix/Descriptor.h"
 
 namespace {
 
+using namespace std::chrono_literals;
 using std::string;
+using std::chrono::steady_clock;
 using std::filesystem::path;
 
 constexpr const char* suffix = ".json";
@@ -28,21 +26,6 @@ constexpr const char* suffix = ".json";
 path jobPath(const string& label) { return LaunchdJobs::jobsDirectory() / (JobName::escaped(label) + suffix); }
 path stateDirectory() { return LaunchdJobs::directory() / "state"; }
 path statePath(const string& label) { return stateDirectory() / (JobName::escaped(label) + suffix); }
-
-/// Held by one launchctl at a time; the others wait.
-class Lock {
- public:
-  Lock() {
-    const auto file = LaunchdJobs::directory() / "changes.lock";
-    Files::createDirectories(LaunchdJobs::jobsDirectory());
-    file_ = Descriptor(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    if (!file_.isOpen() || uninterrupted([this] { return ::flock(file_.number(), LOCK_EX); }) != 0)
-      throw FileFailure("lock", file, errno);
-  }
-
- private:
-  Descriptor file_;
-};
 
 Json toJson(const Moment& moment) {
   return {{"wall", moment.wall.time_since_epoch().count()}, {"boot", moment.boot.count()}, {"start", moment.bootId}};
@@ -110,12 +93,11 @@ std::optional<LaunchdJob> jobAt(const path& file) {
 
 /// Only once the lock is held does a launchd know of later changes.
 void ensureLaunchd() {
-  using namespace std::chrono_literals;
   if (FileLock::isHeld(LaunchdJobs::lockFile())) return;
   Process::detach({.program = Platform::program("launchd"), .directory = "/"});
-  const auto limit = std::chrono::steady_clock::now() + 10s;
+  const auto limit = steady_clock::now() + 10s;
   while (!FileLock::isHeld(LaunchdJobs::lockFile())) {
-    if (std::chrono::steady_clock::now() > limit) throw Error("launchd doesn't start");
+    if (steady_clock::now() > limit) throw Error("launchd doesn't start");
     std::this_thread::sleep_for(5ms);
   }
 }
@@ -139,10 +121,27 @@ path LaunchdJobs::directory() { return Desktop::root() / "launchd"; }
 path LaunchdJobs::jobsDirectory() { return directory() / "jobs"; }
 path LaunchdJobs::lockFile() { return directory() / "launchd.lock"; }
 
+FileLock LaunchdJobs::takeLock(const path& file, std::chrono::seconds patience) {
+  Files::createDirectories(jobsDirectory());
+  Files::createNew(file, "", 0600, Files::Durability::unflushed);
+  for (const auto limit = steady_clock::now() + patience;; std::this_thread::sleep_for(20ms)) {
+    FileLock lock(file);
+    if (lock.state() != FileLock::State::takenByAnother || steady_clock::now() > limit) return lock;
+  }
+}
+
+FileLock LaunchdJobs::lockChanges() {
+  constexpr auto patience = 10s;
+  const auto file = directory() / "changes.lock";
+  auto lock = takeLock(file, patience);
+  if (lock.state() == FileLock::State::held) return lock;
+  throw Error(fmt::format("another launchctl has been changing jobs for {} seconds; it holds {}", patience.count(),
+                          file.string()));
+}
+
 void LaunchdJobs::load(const LaunchJob& job) {
   LaunchdJob entry{job, Uuid::random(), Moment::now(), JobEnvironment::session()};
   entry.job.environment.merge(JobEnvironment::habits());  // what the list itself sets stays
-  const Lock lock;
   if (jobAt(jobPath(job.label)) && !isLoaded(job.label)) throw Error("a job of another label has the same name here");
   Files::replace(jobPath(job.label), JsonText::writePretty(toJson(entry)) + "\n");
   try {
@@ -156,7 +155,6 @@ void LaunchdJobs::load(const LaunchJob& job) {
 
 bool LaunchdJobs::unload(const string& label) {
   if (!isLoaded(label)) return false;
-  const Lock lock;
   const bool wasThere = Files::remove(jobPath(label));
   keepAutostartInStep();
   return wasThere;

@@ -1,21 +1,23 @@
 // The files of our own launchd, in <desktop>/launchd/. Each has one writer, so that nobody undoes what another wrote:
 //
-//   jobs/<name>.json    a loaded job; launchctl's, under `Lock`
+//   jobs/<name>.json    a loaded job; launchctl's, under `lockChanges`
 //   state/<name>.json   what was done for it; launchd's, which holds launchd.lock (and, for the moment in which it
 //                       becomes the job, its child's)
 //   launchd.lock        held by the running launchd, whose process id it tells
-//   changes.lock        held by a launchctl that changes jobs
+//   changes.lock        held by a launchctl that changes jobs, systemd's too
 //
 // A name is the job's label (JobName). A file that can't be read costs that job only.
 #pragma once
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "Platform/FileLock.h"
 #include "Platform/linux/timers/DueTimes.h"
 #include "Platform/linux/timers/JobEnvironment.h"
 #include "Platform/linux/timers/JobReport.h"
@@ -52,8 +54,14 @@ std::filesystem::path directory();
 std::filesystem::path jobsDirectory();
 std::filesystem::path lockFile();
 
-// ---- For launchctl.
+/// The lock of a file, which is made if need be, once others have let go of it: `state` tells whether they did in time.
+/// Throws FileFailure.
+FileLock takeLock(const std::filesystem::path& file, std::chrono::seconds patience);
 
+// ---- For launchctl. Changes are made under the lock.
+
+/// Throws Error when another launchctl holds it for ten seconds.
+FileLock lockChanges();
 /// Writes the job, and sees to it that a launchd runs, now and after the next login. Throws Error; a job that no
 /// launchd can be started for is taken out again.
 void load(const LaunchJob& job);
