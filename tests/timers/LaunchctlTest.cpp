@@ -63,8 +63,10 @@ TEST_F(TimersTest, moveToTheManagerThatAnswersAndEndWithTheirDesktop) {
   ASSERT_TRUE(launchctl({"bootstrap", domain, file}).status.ok());
   EXPECT_TRUE(std::filesystem::exists(own));
   EXPECT_TRUE(std::filesystem::is_empty(units));
+  endLaunchd(SIGKILL);
+  EXPECT_TRUE(launchctl({"print", domain + "/x"}).status.ok());
   pid_t process = 0;
-  ASSERT_TRUE(eventually([&] { return (process = launchd()) > 0; }));
+  ASSERT_TRUE(eventually([&] { return (process = launchd()) > 0; })) << "what is told to be loaded is timed";
   std::ofstream(file) << "damaged";
   EXPECT_TRUE(launchctl({"bootout", domain, file}).status.ok()) << "the list's name tells the job";
   std::filesystem::remove_all(desktop);

@@ -1,5 +1,5 @@
 // launchd: starts the desktop's timed jobs when they are due, where no systemd does. One for each desktop; launchctl
-// starts it when it is first needed. It ends by SIGTERM, or with the desktop's directory.
+// starts it when it is needed and none runs. It ends by SIGTERM, or with the desktop's directory.
 #include <iostream>
 
 #include "Platform/linux/timers/LaunchDaemon.h"

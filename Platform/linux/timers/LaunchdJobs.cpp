@@ -173,8 +173,10 @@ std::vector<LaunchdJob> LaunchdJobs::all() {
 }
 
 std::vector<JobReport> LaunchdJobs::reports() {
+  const auto jobs = all();
+  if (!jobs.empty()) ensureLaunchd();
   std::vector<JobReport> reports;
-  for (const auto& entry : all()) {
+  for (const auto& entry : jobs) {
     const auto known = state(entry);
     JobReport report{.job = entry.job, .manager = "launchd", .lastStatus = known.lastStatus, .runs = known.runs};
     if (known.isRunning()) report.process = known.child->process;

@@ -68,6 +68,8 @@ void load(const LaunchJob& job);
 /// A run in progress goes on. False when the job isn't loaded. Throws FileFailure.
 bool unload(const std::string& label);
 bool isLoaded(const std::string& label);
+/// Who asks for jobs is told what holds: where some are loaded, a launchd that was killed is started again. Throws
+/// Error when none can be.
 std::vector<JobReport> reports();
 
 // ---- For launchd.
