@@ -56,7 +56,7 @@ bool createNew(const std::filesystem::path& path, std::string_view bytes, mode_t
                Durability durability = Durability::flushed);
 
 /// Appends in one write with O_APPEND, so that lines of several processes don't mix. Not flushed; a
-/// disk that gets full may leave the first part of `bytes`, with the failure told.
+/// disk that gets full may leave the first part of `bytes`, with the failure told. A pipe is refused.
 void append(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
 
 /// Creates the directory with its parents, each new one with `mode` (cut by the umask). One that

@@ -338,8 +338,11 @@ bool createNew(const fs::path& path, std::string_view bytes, mode_t mode, Durabi
 
 void append(const fs::path& path, std::string_view bytes, mode_t mode) {
   const Task task{"append to", path};
-  Descriptor file = openFile(path, O_WRONLY | O_APPEND | O_CREAT, mode);
+  Descriptor file = openFile(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK, mode);
   task.check(file.isOpen());
+  struct stat entry {};
+  task.check(fstat(file.number(), &entry) == 0);
+  if (S_ISFIFO(entry.st_mode)) task.fail(EINVAL);  // its reader could keep us waiting
   writeAll(task, file, bytes);
   task.check(file.close());
 }

@@ -1,5 +1,6 @@
 // Guards what other processes may see of a file: the old bytes or the new ones, with nothing left
 // beside them when a write fails, and never over a name that must not be taken.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -61,6 +62,9 @@ TEST(Files, readToldApartFromAbsence) {
   ASSERT_EQ(mkfifo((folder / "waiting").c_str(), 0600), 0);
   for (const fs::path& endless : {folder / "waiting", fs::path("/dev/zero")})
     EXPECT_EQ(failureOf([&] { Files::read(endless); }), EINVAL);
+  const int reader = open((folder / "waiting").c_str(), O_RDONLY | O_NONBLOCK);
+  EXPECT_EQ(failureOf([&] { Files::append(folder / "waiting", large); }), EINVAL);
+  close(reader);
   EXPECT_EQ(Files::readAnything("/dev/null"), "");
   EXPECT_EQ(Files::readIfPossible(folder.path()), std::nullopt);
   const std::string bytes("\0\xFF\r\n", 4);
