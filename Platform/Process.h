@@ -5,6 +5,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <map>
@@ -44,11 +45,12 @@ struct Command {
   std::optional<std::filesystem::path> inputFile = std::nullopt;  // instead, when it can be opened
   Output output = Output::capture;
   Output errors = Output::capture;
-  /// Both outputs are appended to this file instead, which is made where there is none; when it can't be opened they
-  /// are discarded.
+  /// Both outputs are appended to this file instead, which is made where there is none; when it can't be opened, or is
+  /// no regular file, they are discarded.
   std::optional<std::filesystem::path> log = std::nullopt;
   std::map<std::string, std::string> environment = {};  // set on top of our own
   std::optional<std::filesystem::path> directory = std::nullopt;
+  std::optional<std::chrono::milliseconds> limit = std::nullopt;  // then it is killed (SIGKILL); for `run`
   bool ownPrivacyIdentity = false;  // the child answers for its own privacy permissions (macOS only)
 };
 
@@ -67,7 +69,7 @@ struct Result {
   std::string errors;
 };
 
-/// Runs the command to its end, without a time limit: until it has ended and every process that
+/// Runs the command to its end, or its limit: until it has ended and every process that
 /// inherited a captured output has closed it. Input that the child doesn't read is dropped. Throws
 /// LaunchFailure, also for an argument with a NUL byte (EINVAL) or longer than the system takes (E2BIG).
 Result run(const Command& command);
@@ -88,5 +90,17 @@ void terminate(pid_t process) noexcept;
 /// A line that no other process has or will have, whatever its id: where and when it was started. Empty when there is
 /// none of this id, or the system can't tell.
 std::string identity(pid_t process);
+
+/// A process that was seen, told from every later one of its id.
+struct Seen {
+  pid_t process = 0;
+  std::string identity;
+};
+
+/// The process and all that descend from it at this moment, parents first; empty where there is none of this id.
+std::vector<Seen> family(pid_t process);
+/// Returns when all of these have ended; what is left of them after `patience` is killed (SIGKILL) in their
+/// order: no parent is to go on when its child has ended. Ourselves it passes over.
+void endAll(const std::vector<Seen>& processes, std::chrono::milliseconds patience);
 
 }  // namespace Process

@@ -8,12 +8,15 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <fstream>
 #include <system_error>
+#include <thread>
 
 #include "Platform/Text.h"
 #include "Platform/posix/Descriptor.h"
@@ -164,6 +167,16 @@ class Attributes {
   posix_spawnattr_t attributes_{};
 };
 
+using Clock = std::chrono::steady_clock;
+using Deadline = std::optional<Clock::time_point>;
+
+/// As poll takes it.
+int millisecondsTo(const Deadline& deadline) {
+  if (!deadline) return -1;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now()).count();
+  return static_cast<int>(std::clamp<decltype(left)>(left, 0, 1'000'000'000));
+}
+
 bool isPath(const std::filesystem::path& program) { return program.native().find('/') != std::string::npos; }
 
 /// A started child, reaped at the latest when this goes.
@@ -187,7 +200,8 @@ class Child {
     throw LaunchFailure(Stage::spawn, failure, command.program.native());
   }
 
-  Status wait() noexcept {
+  Status wait(const Deadline& deadline = std::nullopt) noexcept {
+    if (deadline && !endsBefore(deadline)) kill(id_, SIGKILL);
     int status = 0;
     const pid_t reaped = uninterrupted([&] { return waitpid(id_, &status, 0); });
     id_ = 0;
@@ -198,6 +212,12 @@ class Child {
   }
 
  private:
+  bool endsBefore(const Deadline& deadline) const noexcept {
+    const Descriptor child(static_cast<int>(syscall(SYS_pidfd_open, id_, 0)));
+    pollfd end{child.number(), POLLIN, 0};
+    return uninterrupted([&] { return poll(&end, 1, millisecondsTo(deadline)); }) > 0;
+  }
+
   pid_t id_ = 0;
 };
 
@@ -249,25 +269,29 @@ void feed(Descriptor& pipe, std::string_view& rest) {
 }
 
 /// All three at once: a child may fill one output while it waits for input or for the other's reader.
-void exchange(Descriptor& input, std::string_view text, Descriptor& output, Descriptor& errors, Result& result) {
+void exchange(Descriptor& input, std::string_view text, Descriptor& output, Descriptor& errors, Result& result,
+              const Deadline& deadline) {
   while (input.isOpen() || output.isOpen() || errors.isOpen()) {
     // poll passes over the closed ones, whose number is -1.
     std::array<pollfd, 3> ends{
         {{input.number(), POLLOUT, 0}, {output.number(), POLLIN, 0}, {errors.number(), POLLIN, 0}}};
-    if (uninterrupted([&] { return poll(ends.data(), ends.size(), -1); }) < 0) {
-      throw Error("could not wait for a program's output: " + std::generic_category().message(errno));
-    }
+    const int ready = uninterrupted([&] { return poll(ends.data(), ends.size(), millisecondsTo(deadline)); });
+    if (ready < 0) throw Error("could not wait for a program's output: " + std::generic_category().message(errno));
+    if (ready == 0) return;
     if (ends[0].revents != 0) feed(input, text);
     if (ends[1].revents != 0) drain(output, result.output);
     if (ends[2].revents != 0) drain(errors, result.errors);
   }
 }
 
-/// Closed when there is no log, or it can't be opened.
+/// Closed when there is no log, or it can't be opened. A pipe, say, could keep us or the child waiting for its reader.
 Descriptor openLog(const Command& command) {
   if (!command.log) return Descriptor();
-  return aboveStandardHandles(
-      Descriptor(open(command.log->c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600)));
+  constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  Descriptor log(open(command.log->c_str(), flags, 0600));
+  struct stat entry {};
+  if (!log.isOpen() || fstat(log.number(), &entry) != 0 || !S_ISREG(entry.st_mode)) return Descriptor();
+  return aboveStandardHandles(std::move(log));
 }
 
 Pipe connectOutput(const Command& command, Output output, const Descriptor& log, int handle, FileActions& actions) {
@@ -344,13 +368,15 @@ Result run(const Command& command) {
   Pipe errors = connectOutput(command, command.errors, log, 2, actions);
   if (command.directory) actions.enter(*command.directory);
   actions.closeTheRest();
+  const Deadline deadline = command.limit ? Deadline(Clock::now() + *command.limit) : std::nullopt;
   child.start(command, actions);
   input.read.close();
   output.write.close();
   errors.write.close();
   Result result;
-  exchange(input.write, command.input ? *command.input : std::string_view(), output.read, errors.read, result);
-  result.status = child.wait();
+  exchange(input.write, command.input ? *command.input : std::string_view(), output.read, errors.read, result,
+           deadline);
+  result.status = child.wait(deadline);
   return result;
 }
 
@@ -402,6 +428,52 @@ std::string identity(pid_t process) {
   std::string start;
   if (fields.size() <= startTime || !std::getline(file, start)) return "";
   return start + " " + fields[startTime];
+}
+
+namespace {
+
+/// Each parent with its children, all that there are.
+std::multimap<pid_t, pid_t> childrenByParent() {
+  std::multimap<pid_t, pid_t> children;
+  std::error_code failure;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc", failure)) {
+    const auto process = Text::parseInteger(entry.path().filename().native());
+    const auto fields = process ? statistics(static_cast<pid_t>(*process)) : std::vector<std::string>();
+    const auto parent = fields.size() > 1 ? Text::parseInteger(fields[1]) : std::nullopt;
+    if (parent) children.emplace(static_cast<pid_t>(*parent), static_cast<pid_t>(*process));
+  }
+  return children;
+}
+
+bool isStillThere(const Seen& seen) {
+  return seen.process != getpid() && isAlive(seen.process) && identity(seen.process) == seen.identity;
+}
+
+void waitForAll(const std::vector<Seen>& processes, std::chrono::milliseconds patience) {
+  const auto deadline = Clock::now() + patience;
+  while (std::ranges::any_of(processes, isStillThere) && Clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+}
+
+}  // namespace
+
+std::vector<Seen> family(pid_t process) {
+  const auto children = childrenByParent();
+  std::vector<Seen> all = {{process, identity(process)}};
+  if (all.front().identity.empty()) return {};
+  for (std::size_t at = 0; at < all.size(); ++at) {
+    const auto [begin, end] = children.equal_range(all[at].process);
+    std::for_each(begin, end, [&](const auto& child) { all.push_back({child.second, identity(child.second)}); });
+  }
+  return all;
+}
+
+void endAll(const std::vector<Seen>& processes, std::chrono::milliseconds patience) {
+  waitForAll(processes, patience);
+  for (const Seen& left : processes) {
+    if (isStillThere(left)) kill(left.process, SIGKILL);
+  }
+  waitForAll(processes, std::chrono::seconds(1));  // the kernel takes a moment
 }
 
 }  // namespace Process

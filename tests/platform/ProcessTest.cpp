@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
+#include <future>
 #include <thread>
 
 #include "Platform/Files.h"
@@ -76,6 +78,24 @@ TEST(Process, tellsSignalsFromExitStatuses) {
   const auto failed = Process::run(shell("exit 137"));
   EXPECT_TRUE(failed.status.exited);
   EXPECT_EQ(failed.status.code, 137);
+}
+
+TEST(Process, endsWhatTakesLongerThanItsLimitOrOurPatience) {
+  using std::chrono::milliseconds;
+  auto command = shell("echo before; sleep 2 & exec sleep 2");
+  command.limit = milliseconds(300);
+  EXPECT_EQ(Process::run(command).output, "before\n");
+  command.output = command.errors = Process::Output::discard;
+  EXPECT_EQ(Process::run(command).status.signal, SIGKILL);
+  command = shell("trap '' TERM; sleep 600 & while :; do wait; done");
+  command.output = Process::Output::discard;
+  auto deaf = std::async(std::launch::async, [&] { return Process::run(command).status.signal; });
+  std::vector<Process::Seen> family;
+  EXPECT_TRUE(eventually([&] { return (family = Process::family(getpid())).size() == 3; })) << "us, it and its child";
+  family.erase(family.begin());
+  Process::endAll(family, milliseconds(0));
+  EXPECT_EQ(deaf.get(), SIGKILL);
+  EXPECT_FALSE(Process::isAlive(family.back().process));
 }
 
 TEST(Process, passesArgumentsVariablesAndFolderAsTheyAre) {
@@ -170,7 +190,7 @@ TEST(Process, aDetachedChildHasASessionOfItsOwnAndIsNoZombieOfOurs) {
   EXPECT_EQ(Text::trim(told[4]), told[5]);
   const auto process = static_cast<pid_t>(Text::parseInteger(told[5]).value_or(0));
   EXPECT_TRUE(Process::isAlive(process));
-  Files::append(folder / "hold", "");  // opens and closes the pipe that it reads
+  std::ofstream(folder / "hold").close();  // the pipe that it reads
   EXPECT_TRUE(eventually([&] { return !Process::isAlive(process); }));
 }
 
@@ -198,8 +218,11 @@ TEST(Process, appendsBothOutputsToTheLogAndReadsItsInputFromAFile) {
   EXPECT_EQ(Process::run(command).status.shellCode(), 7);
   EXPECT_EQ(Files::read(folder / "log"), "before\nsaid\nwrong\n");
 
-  command.log = folder / "missing/log";  // no reason not to run
-  EXPECT_EQ(Process::run(command).status.shellCode(), 7);
+  mkfifo((folder / "pipe").c_str(), 0600);
+  for (const char* unusable : {"missing/log", "pipe"}) {  // no reason not to run, nor to wait
+    command.log = folder / unusable;
+    EXPECT_EQ(Process::run(command).status.shellCode(), 7);
+  }
   EXPECT_EQ(Process::run(shell("kill -9 $$")).status.shellCode(), 137);
 }
 
