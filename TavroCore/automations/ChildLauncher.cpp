@@ -4,7 +4,6 @@
 #include "TavroCore/automations/ClientCommand.h"
 #include "TavroCore/automations/Launchers.h"
 #include "TavroCore/automations/LoggedChild.h"
-#include "TavroCore/automations/VendryEngine.h"
 
 void Launchers::runAsChild(const LoopRun& run) {
   Process::Command command{.program = "/usr/bin/env", .arguments = ClientCommand::of(run, ClientCommand::Place::child)};
@@ -15,5 +14,5 @@ void Launchers::runAsChild(const LoopRun& run) {
     *prompt = Files::readIfPossible(run.files.prompt).value_or("");
   }
   const int code = LoggedChild::run(run, "background, client=" + run.client, std::move(command));
-  VendryEngine::writeRunState(run.files.name, code);
+  run.writeState(code);
 }

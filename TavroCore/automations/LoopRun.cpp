@@ -1,10 +1,13 @@
 #include "TavroCore/automations/LoopRun.h"
 
+#include <cerrno>
+#include <system_error>
 #include <vector>
 
 #include "Platform/Bundle.h"
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
+#include "Platform/Json.h"
 #include "Platform/Text.h"
 #include "TavroCore/automations/RunLog.h"
 #include "TavroCore/automations/VendryEngine.h"
@@ -19,13 +22,7 @@ std::optional<std::string> filledText(const Json& record, const char* key) {
   return found && !found->empty() ? found : std::nullopt;
 }
 
-/// A file that isn't text doesn't count.
-std::string promptOf(const LoopFiles& files, const Json& record) {
-  if (auto bytes = Files::readIfPossible(files.agent)) {
-    if (auto prompt = Text::decodeUTF8(std::move(*bytes))) return *prompt;
-  }
-  return text(record, "prompt").value_or("");
-}
+std::string createdAtOf(const Json& record) { return JsonText::write(value(record, "createdAt")); }
 
 long long timeLimitOf(const Json& record) {
   constexpr long long twelveHours = 43'200;
@@ -55,7 +52,6 @@ std::string searchPathOfRuns() {
 
 LoopRun::LoopRun(std::string_view name, const Json& record)
     : files(name),
-      prompt(promptOf(files, record)),
       model(text(record, "model").value_or("opus")),
       client(text(record, "client").value_or("claude")),
       cwd(filledText(record, "cwd").value_or(files.directory)),
@@ -67,7 +63,21 @@ LoopRun::LoopRun(std::string_view name, const Json& record)
       isDangerous(boolean(record, "dangerous").value_or(false)),
       command(text(record, "command").value_or("")),
       notifiesOnFail(boolean(record, "notifyOnFail").value_or(false)),
-      searchPath(searchPathOfRuns()) {}
+      searchPath(searchPathOfRuns()),
+      olderPrompt_(text(record, "prompt").value_or("")),
+      createdAt_(createdAtOf(record)) {}
+
+std::string LoopRun::prompt() const {
+  constexpr std::uintmax_t largest = 16 << 20;
+  std::error_code failure;
+  const auto size = std::filesystem::file_size(files.agent, failure);
+  if (!failure && size > largest) throw FileFailure("take as a prompt", files.agent, EFBIG);
+  // A file that isn't text doesn't count.
+  if (auto bytes = Files::readIfPossible(files.agent)) {
+    if (auto written = Text::decodeUTF8(std::move(*bytes))) return *written;
+  }
+  return olderPrompt_;
+}
 
 std::map<std::string, std::string> LoopRun::environment() const {
   return {{"PATH", searchPath}, {"VENDRY_DONE", files.doneMarker}, {"VENDRY_RUN", files.name}};
@@ -80,4 +90,9 @@ void LoopRun::logEvent(std::string_view event) const noexcept {
     log("[" + RunLog::tsLocal() + "] " + std::string(event));
   } catch (const std::exception&) {  // no memory for a line: the run goes on
   }
+}
+
+void LoopRun::writeState(int exitCode) const noexcept {
+  const auto now = VendryEngine::rawObject(files.name);
+  if (!now || createdAtOf(*now) == createdAt_) VendryEngine::writeRunState(files.name, exitCode);
 }

@@ -14,7 +14,6 @@ struct LoopRun {
   LoopRun(std::string_view name, const Json& record);
 
   LoopFiles files;
-  std::string prompt;
   std::string model;
   std::string client;  // AgentClients, or whatever the record says
   std::string cwd;
@@ -28,10 +27,20 @@ struct LoopRun {
   bool notifiesOnFail;
   std::string searchPath;
 
+  /// What the agent is to do. Throws FileFailure where that is more than 16 MB.
+  std::string prompt() const;
+
   /// What tells the children which run they are in, so that the gate and `tavro auto-done` know it, and their PATH.
   std::map<std::string, std::string> environment() const;
 
   void log(std::string_view line) const noexcept;
   /// "[<time>] <event>"
   void logEvent(std::string_view event) const noexcept;
+
+  /// As VendryEngine::writeRunState, unless the name has gone on to another loop since the run began.
+  void writeState(int exitCode) const noexcept;
+
+ private:
+  std::string olderPrompt_;  // of a record without an AGENT.md
+  std::string createdAt_;    // as JSON
 };

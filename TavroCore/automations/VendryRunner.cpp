@@ -74,7 +74,7 @@ int runScript(const LoopRun& run) {
     return notCarriedOut;
   }
   const int code = LoggedChild::run(run, "script", {.program = "/bin/bash", .arguments = {"-c", run.command}});
-  VendryEngine::writeRunState(run.files.name, code);
+  run.writeState(code);
   if (code != 0 && run.notifiesOnFail) notifyFail(run, code);
   return done;
 }
@@ -84,7 +84,7 @@ int runScript(const LoopRun& run) {
 /// The prompt and the inner script. They are written before the owner's answers are taken, which are given out once
 /// only, and not again after a full disk has lost them.
 void prepareAgent(const LoopRun& run) {
-  const std::string task = run.prompt + "\n\n\n" + completionContract + "\n";
+  const std::string task = run.prompt() + "\n\n\n" + completionContract + "\n";
   Files::replace(run.files.prompt, task);
   InnerScript::write(run);
   const std::string answers = AskService::shared().injectionBlock(run.files.name);
@@ -106,7 +106,7 @@ int runAgent(const LoopRun& run) {
   } catch (const FileFailure& failure) {
     constexpr int notStarted = -1;
     run.logEvent("agent not started: " + failure.description());
-    VendryEngine::writeRunState(run.files.name, notStarted);
+    run.writeState(notStarted);
     return done;
   }
   launchAgent(run);
