@@ -5,6 +5,7 @@
 #include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "Platform/Process.h"
+#include "Platform/Text.h"
 #include "TavroCore/automations/InnerScript.h"
 #include "TavroCore/automations/Launchers.h"
 #include "TavroCore/automations/LoggedChild.h"
@@ -42,30 +43,51 @@ void clearTracks(const LoopFiles& files) {
 
 // ---- A script, or a tool.
 
-/// The argument with the mail's body: a file, for the log's lines may be long, or on a full disk the first line alone.
-std::string mailBody(const LoopRun& run, int code) {
-  const std::string whatFailed =
-      "The script loop \"" + run.files.name + "\" failed (exit " + std::to_string(code) + ").";
-  const std::string lastLines = RunLog::lastLines(run.files.log, 40).value_or("");
+std::string whatFailed(const LoopRun& run, int code) {
+  return "The script loop \"" + run.files.name + "\" failed (exit " + std::to_string(code) + ").";
+}
+
+/// A text as a mail takes it, without NULs, whatever the script wrote. On its way it is one argument of a program
+/// (Process::longestArgument), and bytes that aren't text become three each.
+std::string endOfLog(const LoopRun& run) {
+  constexpr long long most = 32 << 10;
+  return Text::replaceAll(RunLog::lastLines(run.files.log, 40, most).value_or(""), std::string_view("\0", 1), "");
+}
+
+/// The argument with the mail's body: a file, for the log's lines may be long. Nothing on a full disk.
+std::optional<std::string> longBody(const LoopRun& run, int code) {
   try {
-    Files::replace(run.files.failTail, whatFailed + "\n\nLast lines of the log:\n\n" + lastLines + "\n");
+    Files::replace(run.files.failTail, whatFailed(run, code) + "\n\nLast lines of the log:\n\n" + endOfLog(run) + "\n");
     return "body-file=" + run.files.failTail.native();
   } catch (const FileFailure&) {
-    return "body=" + whatFailed;
+    return std::nullopt;
   }
 }
 
-/// A mail to the owner, through the gate like any other.
-void notifyFail(const LoopRun& run, int code) {
+/// Through the gate, like any other. The exit status of `tavro run`; -1 when it can't be started.
+int sendMail(const LoopRun& run, int code, const std::string& body) {
   const std::string subject = "[vendry] " + run.files.name + " failed (exit " + std::to_string(code) + ")";
   try {
-    Process::run({.program = VendryEngine::tavroBinaryForLaunchd(),
-                  .arguments = {"run", "mail.notify", "subject=" + subject, mailBody(run, code)},
-                  .output = Process::Output::discard,
-                  .errors = Process::Output::discard,
-                  .environment = run.environment()});
-  } catch (const Process::LaunchFailure&) {  // the failure stands in the state and in the log
+    return Process::run({.program = VendryEngine::tavroBinaryForLaunchd(),
+                         .arguments = {"run", "mail.notify", "subject=" + subject, body},
+                         .output = Process::Output::discard,
+                         .errors = Process::Output::discard,
+                         .environment = run.environment()})
+        .status.shellCode();
+  } catch (const Process::LaunchFailure&) {
+    return -1;
   }
+}
+
+/// A mail to the owner; its first line alone is better than none.
+void notifyFail(const LoopRun& run, int code) {
+  constexpr int sent = 0, waitsForTheOwner = 3, denied = 4;
+  const auto body = longBody(run, code);
+  int status = body ? sendMail(run, code, *body) : -1;
+  if (status != sent && status != waitsForTheOwner && status != denied)
+    status = sendMail(run, code, "body=" + whatFailed(run, code));
+  if (status != sent && status != waitsForTheOwner)
+    run.logEvent("failure mail not sent (exit " + std::to_string(status) + ")");
 }
 
 int runScript(const LoopRun& run) {
