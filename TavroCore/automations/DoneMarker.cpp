@@ -6,6 +6,7 @@
 #include <limits>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include "Platform/Files.h"
@@ -24,7 +25,11 @@ Clock::time_point deadlineAfter(long long seconds) {
 
 /// The marker's text; nothing while there is no marker.
 std::optional<std::string> textOf(const std::filesystem::path& marker) {
+  constexpr std::uintmax_t largest = 4096;
   if (!Files::exists(marker)) return std::nullopt;
+  std::error_code failure;
+  const auto size = std::filesystem::file_size(marker, failure);
+  if (!failure && size > largest) return "(no number)";
   return Files::readIfPossible(marker).value_or("");
 }
 
@@ -41,7 +46,12 @@ int codeOf(const std::string& text) {
 
 }  // namespace
 
-Ending wait(const std::filesystem::path& marker, long long limit, const std::function<bool()>& isGone) {
+bool Watch::sleep(Time until) {
+  std::this_thread::sleep_until(until);
+  return true;
+}
+
+Ending wait(const std::filesystem::path& marker, long long limit, const Watch& watch) {
   const auto deadline = deadlineAfter(limit);
   // A shell opens the marker before it writes into it, and `stop` closes the session before it leaves its marker: so
   // an empty marker, or a session that is gone, counts when the next look finds the same.
@@ -52,9 +62,9 @@ Ending wait(const std::filesystem::path& marker, long long limit, const std::fun
     const bool isLastLook = Clock::now() >= deadline;
     if (text && (!text->empty() || ++looksAtEmpty == 2 || isLastLook)) return {.code = codeOf(*text)};
     if (isLastLook) return {.code = timeLimitCode};
-    looksAtGone = !text && isGone() ? looksAtGone + 1 : 0;
+    looksAtGone = !text && watch.isGone() ? looksAtGone + 1 : 0;
     if (looksAtGone == 2 && !Files::exists(marker)) return {.code = killedCode, .isSessionGone = true};
-    std::this_thread::sleep_until(std::min(Clock::now() + 2s, deadline));
+    if (!watch.pause(std::min<Time>(Clock::now() + 2s, deadline))) return {.isCalledOff = true};
   }
 }
 

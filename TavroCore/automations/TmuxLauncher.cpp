@@ -25,9 +25,9 @@ bool Launchers::runInTmux(const LoopRun& run) {
                "  (or: Tavro cockpit → Automations → Open live run)");
   // Killed, or closed by hand, a session leaves no marker.
   const auto isGone = [&] { return !VendryEngine::hasSession(name); };
-  const auto ending = DoneMarker::wait(run.files.doneMarker, run.timeLimit, isGone);
+  const auto ending = DoneMarker::wait(run.files.doneMarker, run.timeLimit, {.isGone = isGone});
   if (ending.isSessionGone) run.logEvent("tmux session ended without a signal");
   closeSession(name);
-  VendryEngine::writeRunState(name, ending.code);
+  run.writeState(ending.code);
   return true;
 }

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include "Platform/HeldTermination.h"
 #include "Platform/Process.h"
 #include "Platform/Program.h"
 #include "Platform/Text.h"
@@ -34,9 +35,7 @@ std::string placement(const LoopRun& run) {
 }
 
 /// What the window's shell is to run, as it stands in the script.
-std::string shellPath(const LoopRun& run) {
-  return escaped(ShellText::word(run.files.innerScript.native()));
-}
+std::string shellPath(const LoopRun& run) { return escaped(ShellText::word(run.files.innerScript.native())); }
 
 /// Gives the session's id; empty when there is none, or one that can't stand in the closing script.
 std::string openWindow(const LoopRun& run) {
@@ -74,11 +73,14 @@ end tell
 }  // namespace
 
 void Launchers::runInWindow(const LoopRun& run) {
+  // `stop` ends us by a signal. It waits until the window is closed, or the agent would work on unwatched in there.
+  const HeldTermination termination;
   const std::string id = openWindow(run);
   run.logEvent("launched iTerm2 session " + id);
   // Where no window opens, the owner may still start the script by hand; so only the marker and the limit count.
-  const auto ending = DoneMarker::wait(run.files.doneMarker, run.timeLimit, [] { return false; });
-  VendryEngine::writeRunState(run.files.name, ending.code);
+  const auto pause = [&](DoneMarker::Time until) { return !termination.comesBefore(until); };
+  const auto ending = DoneMarker::wait(run.files.doneMarker, run.timeLimit, {.pause = pause});
+  if (!ending.isCalledOff) run.writeState(ending.code);
   if (!id.empty()) closeWindow(id);
   run.logEvent("run finished");
 }
