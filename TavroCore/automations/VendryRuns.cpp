@@ -1,17 +1,15 @@
 // Starting, stopping and watching runs: the tavro command that makes them, and tmux, where those in the background
 // live.
-#include <algorithm>
-
 #include "Platform/Bundle.h"
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Process.h"
 #include "Platform/Program.h"
-#include "Platform/Text.h"
 #include "TavroCore/automations/AttachScript.h"
 #include "TavroCore/automations/LoopStore.h"
 #include "TavroCore/automations/RunLock.h"
 #include "TavroCore/automations/ShellText.h"
+#include "TavroCore/automations/TmuxSession.h"
 #include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/harness/HarnessConfig.h"
 
@@ -30,22 +28,21 @@ Process::Command quiet(const std::filesystem::path& program, std::vector<std::st
           .errors = Output::discard};
 }
 
-std::vector<std::string> onOurSocket(const std::vector<std::string>& args) {
-  std::vector<std::string> all = {"-S", tmuxSocket().string()};
-  all.insert(all.end(), args.begin(), args.end());
-  return all;
-}
-
-/// The waiting run takes what the marker holds for its exit code.
+/// The waiting run takes what the marker holds for its exit code; it looks for it as soon as the session is gone.
 void endSession(const LoopFiles& files) {
+  const auto left = TmuxSession::processes(files.name);
   tmux({"kill-session", "-t", files.name});
   attempt([&] { Files::replace(files.doneMarker, "143"); });
+  Process::endAll(left, TmuxSession::patience);
 }
 
 /// The children first, so that none outlives the run unseen. By then it may have ended by itself, and its id be free.
+/// Who doesn't heed the signals would run on beside the next run.
 void endProcess(const LoopFiles& files, pid_t runner) {
+  const auto all = Process::family(runner);
   attempt([&] { Process::run(quiet(Platform::program("pkill"), {"-P", std::to_string(runner)})); });
   if (RunLock::liveHolder(files) == runner) Process::terminate(runner);
+  Process::endAll(all, std::chrono::seconds(5));
 }
 
 }  // namespace
@@ -78,23 +75,12 @@ std::optional<std::string> tmuxPath() {
 
 int tmux(const std::vector<std::string>& args) try {
   const auto path = tmuxPath();
-  return path ? Process::run(quiet(*path, onOurSocket(args))).status.shellCode() : -1;
+  return path ? Process::run(TmuxSession::command(*path, args)).status.shellCode() : -1;
 } catch (const Process::LaunchFailure&) {
   return -1;
 }
 
-bool hasSession(const std::string& name) try {
-  const auto path = tmuxPath();
-  if (!path || !LoopStore::named(name)) return false;
-  // Without -u a client outside of a UTF-8 locale is told underscores for other scripts' letters.
-  auto list = quiet(*path, onOurSocket({"list-sessions", "-F", "#{session_name}"}));
-  list.arguments.insert(list.arguments.begin(), "-u");
-  list.output = Output::capture;
-  const auto names = Text::split(Process::run(list).output, '\n');
-  return std::find(names.begin(), names.end(), name) != names.end();
-} catch (const Process::LaunchFailure&) {
-  return false;
-}
+bool hasSession(const std::string& name) { return TmuxSession::look(name) == TmuxSession::State::there; }
 
 void stop(const std::string& name) {
   const auto files = LoopStore::existing(name);
