@@ -99,8 +99,10 @@ struct Seen {
 
 /// The process and all that descend from it at this moment, parents first; empty where there is none of this id.
 std::vector<Seen> family(pid_t process);
+/// Asks them to end (SIGTERM).
+void terminateAll(const std::vector<Seen>& processes);
 /// Returns when all of these have ended; what is left of them after `patience` is killed (SIGKILL) in their
-/// order: no parent is to go on when its child has ended. Ourselves it passes over.
+/// order: no parent is to go on when its child has ended. Ourselves both pass over.
 void endAll(const std::vector<Seen>& processes, std::chrono::milliseconds patience);
 
 }  // namespace Process

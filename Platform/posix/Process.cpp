@@ -449,6 +449,12 @@ bool isStillThere(const Seen& seen) {
   return seen.process != getpid() && isAlive(seen.process) && identity(seen.process) == seen.identity;
 }
 
+void signalAll(const std::vector<Seen>& processes, int number) {
+  for (const Seen& seen : processes) {
+    if (isStillThere(seen)) kill(seen.process, number);
+  }
+}
+
 void waitForAll(const std::vector<Seen>& processes, std::chrono::milliseconds patience) {
   const auto deadline = Clock::now() + patience;
   while (std::ranges::any_of(processes, isStillThere) && Clock::now() < deadline)
@@ -468,11 +474,11 @@ std::vector<Seen> family(pid_t process) {
   return all;
 }
 
+void terminateAll(const std::vector<Seen>& processes) { signalAll(processes, SIGTERM); }
+
 void endAll(const std::vector<Seen>& processes, std::chrono::milliseconds patience) {
   waitForAll(processes, patience);
-  for (const Seen& left : processes) {
-    if (isStillThere(left)) kill(left.process, SIGKILL);
-  }
+  signalAll(processes, SIGKILL);
   waitForAll(processes, std::chrono::seconds(1));  // the kernel takes a moment
 }
 

@@ -37,11 +37,12 @@ void endSession(const LoopFiles& files) {
 }
 
 /// The children first, so that none outlives the run unseen. By then it may have ended by itself, and its id be free.
-/// Who doesn't heed the signals would run on beside the next run.
+/// What these have started in turn would run on beside the next run, and so would who doesn't heed the signals.
 void endProcess(const LoopFiles& files, pid_t runner) {
   const auto all = Process::family(runner);
   attempt([&] { Process::run(quiet(Platform::program("pkill"), {"-P", std::to_string(runner)})); });
   if (RunLock::liveHolder(files) == runner) Process::terminate(runner);
+  Process::terminateAll(all);
   Process::endAll(all, std::chrono::seconds(5));
 }
 
