@@ -3,6 +3,7 @@
 #include "TavroCore/automations/ClientCommand.h"
 #include "TavroCore/automations/DoneMarker.h"
 #include "TavroCore/automations/InnerScript.h"
+#include "TavroCore/automations/TmuxSession.h"
 #include "tests/automations/Runs.h"
 
 namespace {
@@ -58,10 +59,12 @@ case $VENDRY_RUN in
   crashing) kill -9 $$ ;;
   closed) tmux -S ~/home/.runtime/run/vendry.sock kill-session -t =closed ;;
   slow) exec sleep 600 ;;
+  deaf) trap "" HUP; echo $$ > ~/deaf; tavro auto-done 5; exec sleep 600 ;;
   *) exit "$(tput cols)" ;;
 esac)sh");
-  const std::map<std::string, std::string> codes = {{"news", "7"},     {"newsletter", "0"}, {"crashing", "137"},
-                                                    {"closed", "137"}, {"slow", "124"},     {"Größe X-1", "220"}};
+  const std::map<std::string, std::string> codes = {{"news", "7"},       {"newsletter", "0"}, {"crashing", "137"},
+                                                    {"closed", "137"},   {"slow", "124"},     {"deaf", "5"},
+                                                    {"Größe X-1", "220"}};
   std::vector<std::string> names;
   for (const auto& [name, code] : codes) {
     loop(name, {{"visible", false}, {"timeoutSeconds", name == "slow" ? 3 : 0}}, "Read " + name);
@@ -73,6 +76,7 @@ esac)sh");
     EXPECT_FALSE(VendryEngine::hasSession(name));
     EXPECT_THAT(file("prompt." + name), testing::StartsWith("Read " + name + "\n\n\nWhen the task above is complete"));
   }
+  EXPECT_FALSE(Process::isAlive(std::stoi(file("deaf")))) << "it would speak up in the next run";
   EXPECT_THAT(log("closed"), HasSubstr("[T] tmux session ended without a signal\n"));
   EXPECT_THAT(log("news"), HasSubstr(" attach -t news  (or: Tavro cockpit → Automations → Open live run)\n"));
 }
@@ -84,14 +88,16 @@ TEST_F(LauncherTest, runsAChildWhereTmuxRefuses) {
   loop("read", {{"visible", false}}, "the task");
   loop("told", {{"visible", false}, {"client", "grok"}}, "the task");
   loop("long", {{"visible", false}, {"client", "grok"}}, std::string(Process::longestArgument, 'x'));
-  runAtOnce({"read", "told", "long"});
+  loop("huge", {{"visible", false}}, std::string((16 << 20) + 1, 'x'));
+  runAtOnce({"read", "told", "long", "huge"});
   EXPECT_EQ(log("read"),
             "[T] tmux session failed - falling back to direct headless\n"
             "===== vendry: read @ T (background, client=claude) =====\n4\nthe task\n"
             "===== vendry: read done (exit 4) =====\n");
   EXPECT_THAT(log("told"), HasSubstr("\nthe task\n===== vendry: told done (exit 137) =====\n"));
   EXPECT_THAT(log("long"), HasSubstr("could not start /usr/bin/env: Argument list too long"));
-  EXPECT_EQ(lastExit("long"), "-1");
+  EXPECT_THAT(log("huge"), HasSubstr("agent not started: could not take as a prompt "));
+  for (const auto* name : {"long", "huge"}) EXPECT_EQ(lastExit(name), "-1");
 }
 
 TEST_F(LauncherTest, opensAWindowAndClosesItByItsId) {
@@ -99,8 +105,8 @@ TEST_F(LauncherTest, opensAWindowAndClosesItByItsId) {
   standIn("osascript", R"sh(script=$(cat)
 path=$(sed -n 's/.*write text "exec bash \(.*\)"/\1/p' <<< "$script")
 [ -n "$path" ] || echo "$# $script" >> ~/closing
-bash "$path" &> /dev/null
-[[ $path == */plain.run.sh ]] && echo w0-1:2.A_ || echo 'x" is "x')sh");
+[[ $path == */stopped.run.sh ]] || bash "$path" &> /dev/null
+[[ $path == */@(plain|stopped).run.sh ]] && echo w0-1:2.A_ || echo 'x" is "x')sh");
   setenv("TAVRO_PLATFORM_BIN", (scratch_ / ".local/bin").c_str(), 1);
   for (const std::string name : {"plain", "hostile"}) loop(name, {{"screen", 99}});
   VendryEngine::ensureLayout();
@@ -112,15 +118,38 @@ bash "$path" &> /dev/null
   EXPECT_THAT(file("closing"), testing::StartsWith("0 tell application \"iTerm2\"\n"));
   EXPECT_EQ(Text::split(file("closing"), '"').at(3), "w0-1:2.A_");
   EXPECT_EQ(Text::split(file("closing"), '"').size(), 5U) << "once: what isn't an id closes nothing";
+  loop("stopped", {{"visible", true}});
+  auto stopped = std::async(std::launch::async, [] { return run("stopped"); });
+  while (!log("stopped").ends_with("A_\n")) std::this_thread::yield();
+  VendryEngine::stop("stopped");
+  EXPECT_EQ(stopped.get(), 143);
+  EXPECT_EQ(lastExit("stopped"), "(none)");
+  EXPECT_EQ(Text::split(file("closing"), '"').size(), 9U) << "nobody else closes its window";
+}
+
+TEST_F(LauncherTest, takesASessionForGoneOnlyWhenTmuxSaysSo) {
+  EXPECT_EQ(TmuxSession::look("news"), TmuxSession::State::gone) << "no server";
+  VendryEngine::ensureLayout();
+  VendryEngine::tmux({"new-session", "-d", "-s", "newsletter"});
+  EXPECT_EQ(TmuxSession::look("news"), TmuxSession::State::gone);
+  TmuxSession::close("news");
+  EXPECT_EQ(TmuxSession::look("newsletter"), TmuxSession::State::there);
+  TmuxSession::close("newsletter");
+  setenv("TAVRO_HOME", (scratch_ / std::string(120, 'x')).c_str(), 1);  // more than a socket's name may have
+  EXPECT_EQ(TmuxSession::look("newsletter"), TmuxSession::State::unknown);
 }
 
 TEST_F(LauncherTest, readsWhateverAnAgentLeavesAsItsMarker) {
   const auto marker = scratch_ / "marker";
-  const std::vector<std::pair<std::string, int>> markers = {
-      {"0\n", 0}, {"done 2", 2}, {"abc", 1}, {"2147483648", 1}, {std::string(40, '0') + "5", 5}};
+  const std::vector<std::pair<std::string, int>> markers = {{"0\n", 0},
+                                                            {"done 2", 2},
+                                                            {"abc", 1},
+                                                            {"2147483648", 1},
+                                                            {std::string(40, '0') + "5", 5},
+                                                            {std::string(5000, '0'), 1}};
   for (const auto& [text, code] : markers) {
     Files::replace(marker, text);
-    EXPECT_EQ(DoneMarker::wait(marker, 60, [] { return true; }).code, code) << text;
+    EXPECT_EQ(DoneMarker::wait(marker, 60).code, code) << text;
   }
 }
 

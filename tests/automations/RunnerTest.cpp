@@ -25,8 +25,11 @@ TEST_F(RunnerTest, writesDownHowAScriptEnded) {
   EXPECT_EQ(lastExit("nowhere"), "-1");
   EXPECT_THAT(log("nowhere"), HasSubstr("[T] could not start /bin/bash: No such file or directory\n"));
   script("gone", "rm -r ~/home/automations/gone");
-  EXPECT_EQ(run("gone"), 0);
-  EXPECT_EQ(lastExit("gone"), "(none)") << "the next loop of this name is another";
+  script("replaced", R"(echo '{"createdAt": 9}' > ~/home/automations/replaced/loop.json)");
+  for (const std::string name : {"gone", "replaced"}) {
+    EXPECT_EQ(run(name), 0);
+    EXPECT_EQ(lastExit(name), "(none)") << "the next loop of this name is another";
+  }
 }
 
 TEST_F(RunnerTest, runsNoLoopThatIsPausedOrEmptyOrOutside) {
@@ -55,6 +58,15 @@ TEST_F(RunnerTest, tellsAScriptAndItsMailWhichRunTheyAreIn) {
   EXPECT_EQ(audit().at(0).at("actor"), "vendry:env");
   EXPECT_THAT(Files::read(LoopFiles("env").failTail).value_or(""),
               StartsWith("The script loop \"env\" failed (exit 4).\n\nLast lines of the log:\n\n24\n25\n"));
+  // Its mail, as one argument of a program, must be short and hold no NUL.
+  loop("raw", {{"kind", "script"}, {"command", "head -c 200000 /dev/zero; exit 1"}, {"notifyOnFail", true}});
+  loop("long", {{"kind", "script"}, {"command", "yes \xff | head -c 200000; exit 1"}, {"notifyOnFail", true}});
+  for (const std::string name : {"raw", "long"}) {
+    EXPECT_EQ(run(name), 0);
+    const std::string body = Files::read(LoopFiles(name).failTail).value_or(std::string(1, '\0'));
+    EXPECT_TRUE(body.find('\0') == body.npos && body.size() < Process::longestArgument) << body.size();
+    EXPECT_THAT(log(name), HasSubstr("failure mail not sent"));
+  }
 }
 
 TEST_F(RunnerTest, putsALargeLogAsideAndReadsItsEnd) {
@@ -66,17 +78,31 @@ TEST_F(RunnerTest, putsALargeLogAsideAndReadsItsEnd) {
     EXPECT_EQ(run("talks"), 0);
     EXPECT_EQ(Files::exists(path.native() + ".1"), size > 1'048'576);
   }
-  const std::string text = "\xff\n\nlast" + std::string(5'000'000, 'y') + "\n";
+  const std::string text = "\xff\n\nlast" + std::string(100'000, 'y') + "\n";
   Files::replace(path, text);
-  const std::vector<std::pair<long long, std::string>> ends = {
-      {99, "\xEF\xBF\xBD" + text.substr(1)}, {3, text.substr(2)}, {2, text.substr(3)}, {1, ""}, {-1, ""}};
-  for (const auto& [count, end] : ends) EXPECT_TRUE(RunLog::lastLines(path, count) == end) << count;
+  const std::vector<std::tuple<long long, long long, std::string>> ends = {
+      {99, 1'000'000, "\xEF\xBF\xBD" + text.substr(1)},
+      {3, 1'000'000, text.substr(2)},
+      {2, 1'000'000, text.substr(3)},
+      {1, 5, ""},
+      {2, 5, "…yyyy\n"},
+      {-1, 5, ""}};
+  for (const auto& [count, most, end] : ends) EXPECT_TRUE(RunLog::lastLines(path, count, most) == end) << count;
 }
 
 TEST_F(RunnerTest, takesOverFromAKilledRunner) {
-  script("long", "echo $$ > ~/pid; until [ -e ~/go ]; do sleep 0.05; done");
-  auto killed = std::async(std::launch::async, [] { return run("long"); });
-  while (!file("pid").ends_with('\n')) std::this_thread::yield();
+  script("long", "trap '' TERM; echo $$ > ~/pid; until [ -e ~/go ]; do sleep 0.05; done");
+  const auto started = [&] {
+    Files::remove(scratch_ / "pid");
+    auto ended = std::async(std::launch::async, [] { return run("long"); });
+    while (!file("pid").ends_with('\n')) std::this_thread::yield();
+    return ended;
+  };
+  auto stopped = started();
+  VendryEngine::stop("long");
+  EXPECT_EQ(stopped.get(), 143);
+  EXPECT_FALSE(Process::isAlive(std::stoi(file("pid")))) << "it hears no signal but SIGKILL";
+  auto killed = started();
   const pid_t runner = RunLock::liveHolder(LoopFiles("long")).value_or(0);
   ASSERT_GT(runner, 1);
   EXPECT_EQ(run("long"), 0);
