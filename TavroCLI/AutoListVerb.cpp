@@ -100,7 +100,7 @@ void asTable(const std::vector<Automation>& automations) {
                     {time(Loops::nextRun(automation))},
                     {time(automation.lastRun)},
                     outcome(automation),
-                    {automation.workSummary()}});
+                    {Loops::work(automation)}});
   }
   Display::list({"NAME", "KIND", "STATE", "SCHEDULE", "NEXT", "LAST", "OUTCOME", "WORK"}, rows);
   if (rows.empty()) Terminal::say("there are no automations; `tavro auto add` makes one");
@@ -108,14 +108,14 @@ void asTable(const std::vector<Automation>& automations) {
 
 /// What a look at the list can't show: loops that won't run although they should.
 bool tellOfFaults(const std::vector<Automation>& automations) {
-  const auto unreadable = Loops::unreadable();
-  for (const auto& name : unreadable)
-    Terminal::say("tavro: the automation " + name + " can't be read; `tavro auto rm` removes it");
+  const auto faults = Loops::faults();
+  for (const auto& [name, fault] : faults)
+    Terminal::say("tavro: the automation " + name + " doesn't count, for " + fault + "; `tavro auto rm` removes it");
   for (const auto& each : automations) {
     if (!each.enabled || Loops::hasTimer(each)) continue;
     Terminal::say("tavro: the automation " + each.name + " has no timer; `tavro auto sync` gives it one");
   }
-  return !unreadable.empty();
+  return !faults.empty();
 }
 
 /// Timers hold the paths of the command and of the home. A run leaves them alone: they are the owner's.

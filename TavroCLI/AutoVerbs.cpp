@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 
-#include "Platform/Files.h"
 #include "Platform/Text.h"
 #include "TavroCLI/Catalogue.h"
 #include "TavroCLI/Display.h"
@@ -12,10 +11,8 @@
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/Terminal.h"
 #include "TavroCLI/ToolArguments.h"
-#include "TavroCore/automations/LoopFiles.h"
 #include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/harness/HarnessRunner.h"
-#include "TavroCore/harness/LoopName.h"
 
 namespace {
 
@@ -52,7 +49,7 @@ std::string syncAll(const Arguments&) {
   for (const auto& automation : VendryEngine::list()) {
     if (!automation.enabled) {
       ++paused;
-    } else if (Loops::hasTimer(automation)) {
+    } else if (VendryEngine::isAgentLoaded(automation.name)) {
       ++timers;
     } else {
       without.push_back(automation.name);
@@ -101,6 +98,7 @@ std::vector<std::string> workKeys() {
 void refuseUnknownKeys(const Arguments& args, const std::vector<std::string>& known) {
   for (const auto& [key, value] : args) {
     if (std::find(known.begin(), known.end(), key) != known.end()) continue;
+    if (key == "disabled") wrong("an edit leaves a loop paused or not; `tavro auto disable` pauses it");
     wrong("an automation has no " + key + Nearest::hint(key, known));
   }
 }
@@ -187,12 +185,15 @@ struct Selection {
 struct Removal : Selection {
   Owner::Consent consent = {};
 
-  /// One whose record can't be read can be removed like the others.
+  /// One that is no more than a faulty record can be removed like the others.
   static std::string line(const std::string& name) {
-    if (isSafeLoopName(name) && !VendryEngine::find(name) && Files::exists(LoopFiles(name).record))
-      return "its record can't be read";
-    const std::string running = Loops::get(name).running ? " (running now; that run goes on)" : "";
-    return toolOf("auto rm").preview({{"name", name}}).value_or("") + running;
+    if (const auto fault = Loops::fault(name)) return *fault;
+    const auto loop = Loops::get(name);
+    const std::string running = loop.running ? " (running now; that run goes on)" : "";
+    const std::string work = Loops::work(loop);  // whole: the end of a command counts as well
+    const auto shown = loop.kind == Automation::Kind::agent ? Text::firstCharacters(work, 60) : std::string_view(work);
+    return std::string(rawValue(loop.kind)) + " automation, " + loop.schedule.display() + " - " + std::string(shown) +
+           running;
   }
 
   ExitStatus run() const {

@@ -1,11 +1,11 @@
 #include "TavroCLI/Loops.h"
 
-#include <algorithm>
 #include <filesystem>
 
 #include "Platform/Files.h"
 #include "TavroCLI/ExitStatus.h"
 #include "TavroCLI/Nearest.h"
+#include "TavroCore/automations/AutomationDraft.h"
 #include "TavroCore/automations/LoopFiles.h"
 #include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/harness/LoopName.h"
@@ -20,6 +20,12 @@ std::optional<Dates::Instant> loadedAt(const Automation& automation) {
   return std::chrono::time_point_cast<Dates::Instant::duration>(std::chrono::file_clock::to_sys(written));
 }
 
+[[noreturn]] void unknown(const std::string& name) {
+  std::vector<std::string> known;
+  for (const auto& each : VendryEngine::list()) known.push_back(each.name);
+  throw CommandError(ExitStatus::failed, "no automation \"" + name + "\"" + Nearest::hint(name, known));
+}
+
 }  // namespace
 
 namespace Loops {
@@ -30,18 +36,26 @@ Automation get(const std::string& name) {
   return std::move(*automation);
 }
 
-void unknown(const std::string& name) {
-  std::vector<std::string> known;
-  for (const auto& each : VendryEngine::list()) known.push_back(each.name);
-  throw CommandError(ExitStatus::failed, "no automation \"" + name + "\"" + Nearest::hint(name, known));
+std::optional<std::string> fault(const std::string& name) {
+  if (!isSafeLoopName(name) || VendryEngine::find(name)) return std::nullopt;
+  const auto record = LoopFiles(name).record;
+  if (!Files::exists(record)) return std::nullopt;
+  const auto other = VendryEngine::read(record);
+  return other ? "its record names another, " + other->name : "its record can't be read";
 }
 
-std::vector<std::string> unreadable() {
-  auto names = Files::listIfPossible(LoopFiles::automations());
-  std::erase_if(names, [](const std::string& name) {
-    return !isSafeLoopName(name) || !Files::exists(LoopFiles(name).record) || VendryEngine::find(name);
-  });
-  return names;
+std::map<std::string, std::string> faults() {
+  std::map<std::string, std::string> found;
+  for (const auto& name : Files::listIfPossible(LoopFiles::automations())) {
+    if (const auto what = fault(name)) found[name] = *what;
+  }
+  return found;
+}
+
+std::string work(const Automation& automation) {
+  const bool isCommand = automation.kind != Automation::Kind::agent && automation.command;
+  const bool isOurCall = isCommand && automation.command->starts_with(AutomationDraft::toolCommand("", ""));
+  return isCommand && !isOurCall ? *automation.command : automation.workSummary();
 }
 
 bool hasTimer(const Automation& automation) { return loadedAt(automation).has_value(); }
@@ -49,7 +63,7 @@ bool hasTimer(const Automation& automation) { return loadedAt(automation).has_va
 std::optional<Dates::Instant> nextRun(const Automation& automation) {
   const auto loaded = loadedAt(automation);
   if (!automation.enabled || !loaded) return std::nullopt;
-  return automation.schedule.next(std::max(*loaded, automation.lastRun.value_or(*loaded)), Dates::now());
+  return automation.schedule.next(*loaded, Dates::now());
 }
 
 }  // namespace Loops

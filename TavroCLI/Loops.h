@@ -1,9 +1,9 @@
 // The automations for people who type: by their names, and with what their timers say.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "TavroCore/automations/Automation.h"
 
@@ -11,15 +11,19 @@ namespace Loops {
 
 /// The one of exactly this name. Throws CommandError (failed) that names the nearest when there is none.
 Automation get(const std::string& name);
-/// Throws that CommandError.
-[[noreturn]] void unknown(const std::string& name);
+/// Why no list of the engine's has one whose record is there; nothing where one has it, or there is none.
+std::optional<std::string> fault(const std::string& name);
+/// Those that have one, by their names.
+std::map<std::string, std::string> faults();
 
-/// Those whose record can't be read, so that no list of the engine's has them.
-std::vector<std::string> unreadable();
+/// What it does, in a line. Of a tool's command only the tool with its arguments, if it begins with our own `tavro
+/// run`: the words may stand anywhere in a command that does something else.
+std::string work(const Automation& automation);
 
-/// Does the loop have a timer, as an enabled one should?
+/// Is the timer of an enabled loop in its place on disk? A cheap look: whether launchd knows it, it doesn't tell.
 bool hasTimer(const Automation& automation);
-/// When its timer fires next; nothing for one that is paused or has no timer.
+/// When its timer fires next; nothing for one that is paused or has no timer. Of an interval it is a guess once the
+/// computer was started anew: launchd then counts from there, and we only know when the timer was written.
 std::optional<Dates::Instant> nextRun(const Automation& automation);
 
 }  // namespace Loops
