@@ -14,9 +14,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using MCPConfigWriter::Merge;
-using MCPConfigWriter::Result;
-
 // ---- Writing.
 
 /// An older backup may be open to more people than the file is by now.

@@ -21,7 +21,7 @@ std::size_t endOfQuoted(std::string_view line, std::size_t at) {
 /// What of a value is open at the end of a line.
 struct Value {
   std::size_t brackets = 0;
-  std::string_view quotes = "";  // of a text of several lines
+  std::string_view quotes;  // of a text of several lines
 
   bool isOpen() const { return brackets > 0 || !quotes.empty(); }
 
