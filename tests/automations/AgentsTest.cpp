@@ -31,16 +31,15 @@ TEST_F(AgentsTest, writeEachScheduleAsLaunchdReadsIt) {
                        {"ProcessType", "Interactive"},
                        {"StandardOutPath", log},
                        {"StandardErrorPath", log}};
-  const std::vector<std::pair<Schedule, const char*>> schedules = {
-      {{Schedule::Interval{90}}, R"({"StartInterval": 5400})"},
-      {{Schedule::Interval{-1}}, R"({"StartInterval": 60})"},
-      {{Schedule::Interval{9'000'000'000'000'000'000}}, R"({"StartInterval": 9223372036854775800})"},
-      {{Schedule::Calendar{9, 5}}, R"({"StartCalendarInterval": {"Hour": 9, "Minute": 5}})"},
+  const std::vector<std::pair<Schedule, Json>> schedules = {
+      {{Schedule::Interval{90}}, Json::parse(R"({"StartInterval": 5400})")},
+      {{Schedule::Interval{-1}}, Json::parse(R"({"StartInterval": 60})")},
+      {{Schedule::Interval{9'000'000'000'000'000'000}}, Json::parse(R"({"StartInterval": 9223372036854775800})")},
+      {{Schedule::Calendar{9, 5}}, Json::parse(R"({"StartCalendarInterval": {"Hour": 9, "Minute": 5}})")},
       {{Schedule::Hours{{13, 9}, 30}},
-       R"({"StartCalendarInterval": [{"Hour": 13, "Minute": 30}, {"Hour": 9, "Minute": 30}]})"},
-      {{Schedule::Hours{}}, R"({"StartCalendarInterval": []})"}};
-  for (const auto& [schedule, written] : schedules) {
-    Json expected = Json::parse(written);
+       Json::parse(R"({"StartCalendarInterval": [{"Hour": 13, "Minute": 30}, {"Hour": 9, "Minute": 30}]})")},
+      {{Schedule::Hours{}}, Json::parse(R"({"StartCalendarInterval": []})")}};
+  for (auto [schedule, expected] : schedules) {
     expected.update(others);
     VendryEngine::writePlist({.name = "x y", .schedule = schedule});
     EXPECT_EQ(timer("x y"), expected);
