@@ -103,6 +103,13 @@ void refuseUnknownKeys(const Arguments& args, const std::vector<std::string>& kn
   }
 }
 
+/// A tool takes the first that it knows of; a person who gave two would believe in both.
+void refuseTwoSchedules(const Arguments& args) {
+  const auto given = [&](const char* key) { return args.contains(key) ? 1 : 0; };
+  if (given("every") + given("everyMinutes") + given("at") + given("hours") > 1)
+    wrong("an automation has one schedule: every=MINUTES, at=HH:MM or hours=8,12,16");
+}
+
 /// What a person says from where they stand, for a timer that stands elsewhere.
 std::string fromHere(const std::string& directory) {
   if (directory.empty() || directory.starts_with('~')) return directory;
@@ -117,22 +124,32 @@ Arguments described(const std::vector<std::string>& words, const std::vector<std
   Arguments args = ToolArguments::parsed({words.begin() + 1, words.end()});
   if (args.empty()) wrong("what about " + words.front() + "? " + ToolArguments::shape);
   refuseUnknownKeys(args, known);
+  refuseTwoSchedules(args);
   if (args.contains("tool")) Catalogue::get(args["tool"]);
   if (args.contains("cwd")) args["cwd"] = fromHere(args["cwd"]);
   args["name"] = words.front();
   return args;
 }
 
+/// The loop is there, whatever its first run will say.
+ExitStatus performAndTell(const Tool& tool, const Arguments& args) {
+  const ExitStatus status = perform(tool, args);
+  const auto loop = VendryEngine::find(args.at("name"));
+  const auto obstacle = loop && status == ExitStatus::done ? Loops::obstacle(*loop) : std::nullopt;
+  if (obstacle) Terminal::say("tavro: warning: " + *obstacle);
+  return status;
+}
+
 ExitStatus addLoop(const std::vector<std::string>& words) {
   auto known = workKeys();
   known.emplace_back("disabled");
-  return perform(toolOf("auto add"), described(words, known));
+  return performAndTell(toolOf("auto add"), described(words, known));
 }
 
 ExitStatus editLoop(const std::vector<std::string>& words) {
   const Arguments args = described(words, workKeys());
   Loops::get(args.at("name"));
-  return perform(toolOf("auto edit"), args);
+  return performAndTell(toolOf("auto edit"), args);
 }
 
 Work declareDescription(CLI::App& command, const std::string& verb,

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "Platform/Bundle.h"
 #include "Platform/Environment.h"
+#include "Platform/Json.h"
 #include "Platform/Text.h"
 #include "TavroCore/automations/AgentClients.h"
 
@@ -21,6 +23,19 @@ fs::path directory(const char* variable, const fs::path& otherwise) {
 std::optional<bool> ClientConfiguration::hasServer(const std::string& name) const {
   if (!file) return std::nullopt;
   return ClientConfigurations::formatOf(*file).hasServer(*file, name);
+}
+
+bool ClientConfiguration::startsUs(const std::string& name) const {
+  if (hasServer(name) != true) return false;
+  try {
+    const auto merge =
+        ClientConfigurations::formatOf(*file).merged(*file, (Bundle::url() / "tavro-mcp").string(), name);
+    const std::string before = merge.before.value_or("");
+    if (ClientConfigurations::isTOML(*file)) return before == merge.after;
+    return JsonText::parseObject(before) == JsonText::parseObject(merge.after);
+  } catch (const Error&) {  // a file that we couldn't enter ourselves into
+    return false;
+  }
 }
 
 std::vector<ClientConfiguration> ClientConfigurations::all() {

@@ -15,6 +15,8 @@ struct ClientConfiguration {
   /// Does it know a server of this name? Nothing where we don't know its file; false also for a file that can't be
   /// read.
   std::optional<bool> hasServer(const std::string& name) const;
+  /// Is that server ours, so that entering it again would change nothing?
+  bool startsUs(const std::string& name) const;
 };
 
 namespace ClientConfigurations {

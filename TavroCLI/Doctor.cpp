@@ -7,17 +7,20 @@
 #include <array>
 
 #include "Platform/Bundle.h"
+#include "Platform/DesktopAccess.h"
 #include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "Platform/Program.h"
 #include "Platform/Text.h"
 #include "TavroCLI/ClientConfigurations.h"
 #include "TavroCLI/ImapLogin.h"
+#include "TavroCLI/Loops.h"
 #include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/harness/Approval.h"
 #include "TavroCore/harness/ConfigDir.h"
 #include "TavroCore/harness/HarnessConfig.h"
 #include "TavroCore/harness/TavroDB.h"
+#include "TavroCore/mail/Keychain.h"
 #include "TavroCore/mail/MailAccounts.h"
 #include "TavroCore/personal/PermissionBootstrap.h"
 
@@ -51,6 +54,19 @@ Findings programs() {
   return findings;
 }
 
+/// A full disk shows only when something is written.
+std::optional<std::string> writeFailure(const std::filesystem::path& directory) {
+  const auto trial = Files::temporaryName(directory, ".doctor", "trial");
+  try {
+    Files::createNew(trial, std::string(4096, ' '));
+    Files::remove(trial);
+    return std::nullopt;
+  } catch (const FileFailure& failure) {
+    Files::remove(trial);
+    return failure.description();
+  }
+}
+
 Findings home() {
   const auto url = ConfigDir::url();
   ConfigDir::ensure();
@@ -58,16 +74,17 @@ Findings home() {
   struct stat entry {};
   if (::stat(url.c_str(), &entry) == 0 && (entry.st_mode & 077) != 0)
     findings.push_back(bad(url.string() + " is open to other users", "chmod 700 " + url.string()));
-  if (::access(url.c_str(), W_OK) != 0)
-    findings.push_back(bad(url.string() + " can't be written", "chmod u+w " + url.string()));
+  if (const auto failure = writeFailure(url))
+    findings.push_back(bad(*failure, "free some space, or chmod u+w " + url.string()));
   const auto config = Files::readIfPossible(url / "config.json");
   if (config && !JsonText::parseObject(*config)) {
-    findings.push_back(
-        bad((url / "config.json").string() + " is no JSON object, so every setting has its default", "mend the file"));
+    findings.push_back(bad((url / "config.json").string() + " is no JSON object, so every setting has its default",
+                           "mend the file, or move it away and set the mode anew"));
   }
   if (findings.empty()) findings.push_back(good(url.string() + " is yours alone, and its settings can be read"));
   if (HarnessConfig::load().notifyEmail.empty())
-    findings.push_back(note("no notifyEmail: automations can't mail you", "set \"notifyEmail\" in config.json"));
+    findings.push_back(note("no notifyEmail: automations can't mail you",
+                            "put \"notifyEmail\": \"you@example.org\" into " + (url / "config.json").string()));
   return findings;
 }
 
@@ -93,11 +110,19 @@ Findings queue() {
                "tavro approve")};
 }
 
+/// Where the desktop is ours, a command grants it; else the system's settings do, which the finding names.
+std::string remedyFor(const PermissionBootstrap::ScopeResult& scope) {
+  for (const auto& subject : DesktopAccess::subjects())
+    if (scope.label.starts_with(subject + " (") || scope.id == subject)
+      return "tavro access set " + subject + " full-access";
+  return "tavro access status";
+}
+
 Findings permissions() {
   Findings findings;
   std::vector<std::string> unknown;
   for (const auto& scope : PermissionBootstrap::status()) {
-    if (scope.granted == false) findings.push_back(note(scope.label + ": " + scope.detail, "tavro access status"));
+    if (scope.granted == false) findings.push_back(note(scope.label + ": " + scope.detail, remedyFor(scope)));
     if (!scope.granted) unknown.push_back(scope.label);
   }
   if (!unknown.empty())
@@ -112,6 +137,9 @@ Findings timers() {
   for (const auto& automation : automations) {
     if (automation.enabled && !VendryEngine::isAgentLoaded(automation.name))
       findings.push_back(bad("the timer of \"" + automation.name + "\" isn't loaded", "tavro auto sync"));
+    if (const auto obstacle = Loops::obstacle(automation))
+      findings.push_back(bad("\"" + automation.name + "\" can't do its work: " + *obstacle,
+                             "tavro auto edit '" + automation.name + "' client=... or background=true"));
     if (automation.lastRunOK() == false)
       findings.push_back(
           note("the last run of \"" + automation.name + "\" failed", "tavro auto log '" + automation.name + "'"));
@@ -123,10 +151,14 @@ Findings timers() {
 
 Findings clients() {
   Findings findings;
-  for (const auto& client : ClientConfigurations::all())
-    if (client.hasServer(MCPConfigWriter::defaultServerName) == true)
+  for (const auto& client : ClientConfigurations::all()) {
+    if (client.hasServer(MCPConfigWriter::defaultServerName) != true) continue;
+    if (client.startsUs(MCPConfigWriter::defaultServerName))
       findings.push_back(good(client.id + " starts this server (" + client.file->string() + ")"));
-  if (findings.empty()) findings.push_back(bad("no agent's client knows this server", "tavro install CLIENT"));
+    else
+      findings.push_back(bad(client.id + " starts another server by our name", "tavro install " + client.id));
+  }
+  if (findings.empty()) findings.push_back(bad("no agent's client knows this server", "tavro install claude"));
   return findings;
 }
 
@@ -134,8 +166,8 @@ Findings accounts() {
   Findings findings;
   const auto known = MailAccounts::all();
   if (known.empty())
-    findings.push_back(
-        note("Mail has no account", "add one (docs/linux-desktop.md), or try tavro desktop init --sample"));
+    findings.push_back(note("Mail has no account that can be asked",
+                            "add one (docs/linux-desktop.md), or try tavro desktop init --sample"));
   else
     findings.push_back(
         good("Mail has " + std::to_string(known.size()) + (known.size() == 1 ? " account" : " accounts")));
@@ -146,7 +178,9 @@ Findings accounts() {
       logins.push_back(account.email);
   for (const auto& email : logins) {
     const auto failure = ImapLogin::failure(email);
-    findings.push_back(failure ? bad(*failure, "tavro imap verify " + email) : good(email + " can archive over IMAP"));
+    const char* verb = Keychain::hasPassword(email) ? "verify " : "password ";
+    findings.push_back(failure ? bad(*failure, "tavro imap " + (verb + email))
+                               : good(email + " can archive over IMAP"));
   }
   return findings;
 }
@@ -156,7 +190,7 @@ template <Findings (*look)()>
 Findings bravely() try {
   return look();
 } catch (const Error& failure) {
-  return {bad(failure.description(), "")};
+  return {bad(failure.description(), "see docs/troubleshooting.md")};
 }
 
 }  // namespace

@@ -3,10 +3,15 @@
 #include <filesystem>
 
 #include "Platform/Files.h"
+#include "Platform/Json.h"
+#include "Platform/Screens.h"
+#include "Platform/Text.h"
 #include "TavroCLI/ExitStatus.h"
 #include "TavroCLI/Nearest.h"
 #include "TavroCore/automations/AutomationDraft.h"
+#include "TavroCore/automations/ClientCommand.h"
 #include "TavroCore/automations/LoopFiles.h"
+#include "TavroCore/automations/LoopRun.h"
 #include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/harness/LoopName.h"
 
@@ -24,6 +29,10 @@ std::optional<Dates::Instant> loadedAt(const Automation& automation) {
   std::vector<std::string> known;
   for (const auto& each : VendryEngine::list()) known.push_back(each.name);
   throw CommandError(ExitStatus::failed, "no automation \"" + name + "\"" + Nearest::hint(name, known));
+}
+
+bool isProgram(const std::filesystem::path& directory, const std::string& name) {
+  return Files::isExecutable(directory / name);
 }
 
 }  // namespace
@@ -64,6 +73,19 @@ std::optional<Dates::Instant> nextRun(const Automation& automation) {
   const auto loaded = loadedAt(automation);
   if (!automation.enabled || !loaded) return std::nullopt;
   return automation.schedule.next(*loaded, Dates::now());
+}
+
+std::optional<std::string> obstacle(const Automation& automation) {
+  const auto record = VendryEngine::rawObject(automation.name);
+  if (!record || automation.kind != Automation::Kind::agent) return std::nullopt;
+  const LoopRun run(automation.name, *record);
+  const auto program = ClientCommand::of(run, ClientCommand::Place::session).front();
+  const auto places = Text::split(run.searchPath, ':', /*dropEmpty=*/true);
+  if (std::none_of(places.begin(), places.end(), [&](const auto& place) { return isProgram(place, program); }))
+    return "there is no program " + program + " on the path of runs; install it, or name another with client=";
+  if (run.isVisible && Screens::all().empty())
+    return "it runs in a window, and there is no screen; background=true lets it run unseen";
+  return std::nullopt;
 }
 
 }  // namespace Loops

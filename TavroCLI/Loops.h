@@ -26,4 +26,8 @@ bool hasTimer(const Automation& automation);
 /// computer was started anew: launchd then counts from there, and we only know when the timer was written.
 std::optional<Dates::Instant> nextRun(const Automation& automation);
 
+/// What keeps an agent's loop from its work, as far as it can be seen beforehand: a client that isn't installed, a
+/// window without a display. A sentence; nothing where nothing does.
+std::optional<std::string> obstacle(const Automation& automation);
+
 }  // namespace Loops

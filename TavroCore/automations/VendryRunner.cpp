@@ -1,5 +1,6 @@
 #include "TavroCore/automations/VendryRunner.h"
 
+#include <cerrno>
 #include <cstdio>
 
 #include "Platform/Files.h"
@@ -106,6 +107,8 @@ int runScript(const LoopRun& run) {
 /// The prompt and the inner script. They are written before the owner's answers are taken, which are given out once
 /// only, and not again after a full disk has lost them.
 void prepareAgent(const LoopRun& run) {
+  // Its shell would go on where the runner was started, in a directory that nobody chose.
+  if (!Files::isDirectory(run.cwd)) throw FileFailure("work in", run.cwd, ENOENT);
   const std::string task = run.prompt() + "\n\n\n" + completionContract + "\n";
   Files::replace(run.files.prompt, task);
   InnerScript::write(run);

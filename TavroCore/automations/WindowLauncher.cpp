@@ -70,6 +70,37 @@ end tell
                         id));
 }
 
+/// Has the owner closed the window by hand? To ask takes a script of its own, so it is asked at every fifth look only,
+/// and again at the next one where it seems so.
+class ClosedWindow {
+ public:
+  explicit ClosedWindow(const std::string& id)
+      : question_(fmt::format(R"(if application "iTerm2" is not running then return false
+tell application "iTerm2"
+  repeat with w in windows
+    repeat with t in tabs of w
+      repeat with s in sessions of t
+        if (id of s) is "{}" then return true
+      end repeat
+    end repeat
+  end repeat
+end tell
+return false
+)",
+                              id)) {}
+
+  bool isSeen() {
+    constexpr int period = 5;
+    if (isSeen_ || ++looks_ % period == 0) isSeen_ = osascript(question_) == "false";
+    return isSeen_;
+  }
+
+ private:
+  std::string question_;
+  int looks_ = 0;
+  bool isSeen_ = false;
+};
+
 }  // namespace
 
 void Launchers::runInWindow(const LoopRun& run) {
@@ -77,9 +108,12 @@ void Launchers::runInWindow(const LoopRun& run) {
   const HeldTermination termination;
   const std::string id = openWindow(run);
   run.logEvent("launched iTerm2 session " + id);
-  // Where no window opens, the owner may still start the script by hand; so only the marker and the limit count.
+  // Where no window opens, the owner may still start the script by hand; so only the marker and the limit count then.
+  ClosedWindow closed(id);
+  const auto isGone = [&] { return !id.empty() && closed.isSeen(); };
   const auto pause = [&](DoneMarker::Time until) { return !termination.comesBefore(until); };
-  const auto ending = DoneMarker::wait(run.files.doneMarker, run.timeLimit, {.pause = pause});
+  const auto ending = DoneMarker::wait(run.files.doneMarker, run.timeLimit, {.isGone = isGone, .pause = pause});
+  if (ending.isSessionGone) run.logEvent("window closed without a signal");
   if (!ending.isCalledOff) run.writeState(ending.code);
   if (!id.empty()) closeWindow(id);
   run.logEvent("run finished");
