@@ -45,8 +45,9 @@ class MailStore {
 
   explicit MailStore(std::filesystem::path root);
 
-  /// The accounts, sorted by directory, samples last; of two names that differ only in case the second gets a number. A directory
-  /// that can't be read, an account.json that isn't a JSON object and a field of the wrong kind cost only themselves.
+  /// The accounts, sorted by directory, samples last; of two names that differ only in case the second gets a number. A
+  /// directory that can't be read, an account.json that isn't a JSON object and a field of the wrong kind cost only
+  /// themselves.
   std::vector<MailAccount> accounts() const;
 
   /// The account's mailboxes, INBOX first, the others sorted by name. Names on disk are decoded from IMAP's modified
