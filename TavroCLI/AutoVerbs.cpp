@@ -42,8 +42,10 @@ std::string keepHarvestLoop() {
 }
 
 std::string syncAll(const Arguments&) {
-  const std::string harvest = keepHarvestLoop();
+  std::string more = keepHarvestLoop();
   VendryEngine::syncAll();
+  const auto orphans = VendryEngine::removeOrphans();
+  if (!orphans.empty()) more += "; removed the timers of what isn't there: " + Text::join(orphans, ", ");
   int timers = 0, paused = 0;
   std::vector<std::string> without;
   for (const auto& automation : VendryEngine::list()) {
@@ -56,7 +58,7 @@ std::string syncAll(const Arguments&) {
     }
   }
   if (!without.empty()) throw Error("no timer could be set for " + Text::join(without, ", "));
-  return "✅ automations with a timer: " + std::to_string(timers) + ", paused: " + std::to_string(paused) + harvest;
+  return "✅ automations with a timer: " + std::to_string(timers) + ", paused: " + std::to_string(paused) + more;
 }
 
 const std::vector<Tool>& ownTools() {

@@ -52,10 +52,15 @@ std::string described(AutonomyMode mode) {
 
 struct Change {
   std::string mode;
+  bool json = false;
   Owner::Consent consent;
 
   ExitStatus show() const {
     const AutonomyMode current = HarnessConfig::load().autonomyMode;
+    if (json) {
+      Display::show({{"mode", AutonomyModes::rawValue(current)}, {"meaning", AutonomyModes::blurb(current)}});
+      return ExitStatus::done;
+    }
     Display::list({"MODE", "MEANING"}, {{{std::string(AutonomyModes::rawValue(current)), Terminal::Style::bold},
                                          {std::string(AutonomyModes::blurb(current))}}});
     return ExitStatus::done;
@@ -87,6 +92,7 @@ namespace PolicyVerbs {
 Work mode(CLI::App& command) {
   auto change = std::make_shared<Change>();
   command.add_option("MODE", change->mode, "panic, copilote or yolo; without it, the present mode is shown");
+  command.add_flag("--json", change->json, "Print the present mode as JSON");
   change->consent.declare(command);
   return [change] {
     if (!change->mode.empty()) change->consent.require("mode");

@@ -171,7 +171,10 @@ struct Decision {
       return keptInQueue(id);
     }
     const auto asked = inTheRunOf(QueueAudit::asker(item.action));
-    const auto outcome = Approval::approve(store, item.action, Owner::actor, again);
+    const auto outcome = [&] {
+      const Terminal::Progress progress("running " + toolID);
+      return Approval::approve(store, item.action, Owner::actor, again);
+    }();
     if (const auto* refusal = std::get_if<Approval::Refusal>(&outcome)) refuse(id, *refusal, toolID);
     return report(std::get<HarnessRunner::Built>(outcome));
   }

@@ -65,14 +65,26 @@ Json propertyList(const Automation& loop, const LoopFiles& files) {
   return list;
 }
 
+/// Null where there is none, or it can't be read.
+Json storedList(const LoopFiles& files) {
+  const auto bytes = Files::readIfPossible(files.plist);
+  return bytes ? PropertyList::parse(*bytes).value_or(nullptr) : nullptr;
+}
+
 /// Nothing to compare counts as agreement: a paused loop has no list.
 bool pointsElsewhere(const LoopFiles& files) {
-  const auto bytes = Files::readIfPossible(files.plist);
-  const auto list = bytes ? PropertyList::parse(*bytes) : std::nullopt;
-  if (!list || !list->is_object()) return false;
-  const Json& command = RecordFields::value(*list, "ProgramArguments");
+  const Json list = storedList(files);
+  if (!list.is_object()) return false;
+  const Json& command = RecordFields::value(list, "ProgramArguments");
   return !command.is_array() || command.empty() || command.front() != tavroBinaryForLaunchd().string() ||
-         RecordFields::text(*list, "StandardOutPath") != files.launchdLog.string();
+         RecordFields::text(list, "StandardOutPath") != files.launchdLog.string();
+}
+
+/// Is this the list of a loop of our home whose record is gone? Loops of another home have their lists there as well.
+bool isOrphan(const LoopFiles& files) {
+  const Json list = storedList(files);
+  return !Files::exists(files.record) && list.is_object() &&
+         RecordFields::text(list, "StandardOutPath") == files.launchdLog.string();
 }
 
 }  // namespace
@@ -117,6 +129,21 @@ void syncOne(const std::string& name) {
 
 void syncAll() {
   for (const auto& loop : list()) attempt([&] { syncOne(loop.name); });
+}
+
+std::vector<std::string> removeOrphans() {
+  const std::string head = "app.tavro.vendry.", tail = ".plist";
+  std::vector<std::string> removed;
+  for (const auto& file : Files::listIfPossible(LoopFiles::launchAgents())) {
+    if (!file.starts_with(head) || !file.ends_with(tail) || file.size() <= head.size() + tail.size()) continue;
+    const std::string name = file.substr(head.size(), file.size() - head.size() - tail.size());
+    const auto files = LoopStore::named(name);
+    if (!files || !isOrphan(*files)) continue;
+    unloadAgent(name);
+    attempt([&] { Files::remove(files->plist); });
+    removed.push_back(name);
+  }
+  return removed;
 }
 
 bool resyncIfRelocated() {

@@ -94,6 +94,9 @@ bool isAgentLoaded(const std::string& name);
 void syncOne(const std::string& name);
 /// Of all loops; failures are passed over.
 void syncAll();
+/// Takes the agents of loops of this home whose records are gone, a directory renamed by hand for instance, and would
+/// start for ever what isn't there. Gives their names.
+std::vector<std::string> removeOrphans();
 /// Keeps a loop of the program's own in place, whatever was done to it, but for its schedule. Failures are passed over.
 void ensureSystemLoop(const std::string& name, const std::string& tool, long long everyMinutes);
 /// After the command or the home has moved: gives all loops their agents again. True when there was need.
