@@ -159,7 +159,8 @@ struct Decision {
 
   /// `isPicked`: the person has seen the action and chosen it. A changed impact is asked about all the same.
   ExitStatus approve(const PendingStore& store, const Item& item, bool isPicked = false) const {
-    const auto& [id, toolID] = std::tie(item.action.id, item.action.tool);
+    const std::string& id = item.action.id;
+    const std::string& toolID = item.action.tool;
     const Tool* tool = Tools::find(toolID);
     if (!tool) refuse(id, Approval::Refusal::unknownTool, toolID);
     if (item.state == State::running) refuse(id, Approval::Refusal::running, toolID);
