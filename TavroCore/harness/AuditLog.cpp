@@ -1,7 +1,5 @@
 #include "TavroCore/harness/AuditLog.h"
 
-#include <algorithm>
-
 #include "Platform/Json.h"
 #include "TavroCore/harness/TavroDB.h"
 #include "TavroCore/harness/Timestamps.h"
@@ -31,9 +29,13 @@ std::vector<AuditEntry> entries(GRDBQueue& queue, std::string_view sql, const st
 /// The day of the cap is the UTC day, wherever the computer stands.
 std::string startOfToday() { return Timestamps::now().substr(0, 10) + "T00:00:00Z"; }
 
-std::string daysAgo(long long days) {
-  constexpr long long limit = 4'000'000;  // beyond every year of a timestamp, well inside an Instant
-  return Timestamps::iso8601(Dates::now() - std::chrono::days(std::clamp(days, -limit, limit)));
+/// SQLite refuses a row of more than a gigabyte, and what ran must show all the same. JSON may write six bytes for one.
+constexpr std::size_t mostBytes = 100'000'000;
+
+std::string detailsText(const std::map<std::string, std::string>& details) {
+  std::size_t bytes = 0;
+  for (const auto& [key, value] : details) bytes += key.size() + value.size();
+  return bytes <= mostBytes ? JsonText::write(Json(details)) : "{}";
 }
 
 }  // namespace
@@ -65,13 +67,14 @@ CREATE INDEX idx_audit_action_outcome_time
 
 void AuditDB::append(const AuditEntry& entry) {
   const std::string timestamp = entry.timestamp.empty() ? Timestamps::now() : entry.timestamp;
-  const std::string details = JsonText::write(Json(entry.details));
+  const std::string details = detailsText(entry.details);
+  const auto reason =
+      entry.reason ? DatabaseValue(std::string_view(*entry.reason).substr(0, mostBytes)) : DatabaseValue();
   queue_->write([&](Database& database) {
     database.execute(
         "INSERT INTO audit (timestamp, actor, action, account_id, outcome, reason, details)\n"
         "VALUES (?, ?, ?, ?, ?, ?, ?);",
-        {timestamp, entry.actor, entry.action, databaseValue(entry.accountId), entry.outcome,
-         databaseValue(entry.reason), details});
+        {timestamp, entry.actor, entry.action, databaseValue(entry.accountId), entry.outcome, reason, details});
   });
 }
 
@@ -109,7 +112,7 @@ ORDER BY id DESC LIMIT ?;)",
 }
 
 long long AuditDB::purgeOlderThan(long long days) {
-  const std::string cutOff = daysAgo(days);
+  const std::string cutOff = Timestamps::daysAgo(days);
   long long deleted = 0;
   queue_->write(
       [&](Database& database) { deleted = database.execute("DELETE FROM audit WHERE timestamp < ?", {cutOff}); });

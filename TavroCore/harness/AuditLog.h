@@ -35,7 +35,7 @@ class AuditDB {
   explicit AuditDB(std::shared_ptr<GRDBQueue> queue) : queue_(std::move(queue)) {}
   static void registerMigrations(Migrator& migrator);
 
-  /// `entry.timestamp` empty means now.
+  /// `entry.timestamp` empty means now. Details of more than 100 MB are left out, and the reason is cut there.
   void append(const AuditEntry& entry);
   /// Actions that ran because an allow rule let them, since midnight UTC, by any actor.
   long long countMutationsToday();

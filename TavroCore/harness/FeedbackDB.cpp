@@ -1,10 +1,5 @@
 #include "TavroCore/harness/FeedbackDB.h"
 
-#include <sqlite3.h>
-
-#include <algorithm>
-
-#include "Platform/Text.h"
 #include "Platform/Uuid.h"
 #include "TavroCore/harness/Timestamps.h"
 
@@ -52,8 +47,8 @@ FeedbackDB::Listing select(Database& database, std::string_view sql, const Value
 /// Half an order is no order: what an automation is told comes whole or not at all.
 Items whole(FeedbackDB::Listing listing) {
   if (listing.unreadable.empty()) return std::move(listing.items);
-  throw DatabaseError(SQLITE_MISMATCH, "the feedback item \"" + listing.unreadable.front() +
-                                           "\" can't be read; `tavro feedback rm` removes it");
+  throw DatabaseError("the feedback item \"" + listing.unreadable.front() +
+                      "\" can't be read; `tavro feedback rm` removes it");
 }
 
 Items pending(Database& database, std::string_view automation, std::string_view now) {
@@ -68,11 +63,8 @@ ORDER BY created_at ASC;)",
 }
 
 void mark(Database& database, const std::vector<std::string>& ids, std::string_view now) {
-  if (ids.empty()) return;
-  Values values = {now};
-  values.insert(values.end(), ids.begin(), ids.end());
-  const auto marks = Text::join(std::vector<std::string>(ids.size(), "?"), ",");
-  database.execute("UPDATE feedback SET injected_at = ? WHERE id IN (" + marks + ") AND injected_at IS NULL;", values);
+  for (const auto& id : ids)
+    database.execute("UPDATE feedback SET injected_at = ? WHERE id = ? AND injected_at IS NULL;", {now, id});
 }
 
 FeedbackDB::Listing unexpired(GRDBQueue& queue, const std::optional<std::string>& automation, long long limit) {
@@ -91,11 +83,6 @@ ORDER BY created_at DESC LIMIT ?;)",
     }
   });
   return listing;
-}
-
-std::string daysAgo(long long days) {
-  constexpr long long limit = 4'000'000;  // beyond every year of a timestamp, well inside an Instant
-  return Timestamps::iso8601(Dates::now() - std::chrono::days(std::clamp(days, -limit, limit)));
 }
 
 int change(GRDBQueue& queue, std::string_view sql, const Values& values) {
@@ -194,7 +181,7 @@ bool FeedbackDB::remove(std::string_view id) { return change(*queue_, "DELETE FR
 
 long long FeedbackDB::gc(long long retainDays) {
   const std::string now = Timestamps::now();
-  const std::string cutOff = daysAgo(retainDays);
+  const std::string cutOff = Timestamps::daysAgo(retainDays);
   return change(*queue_, R"(DELETE FROM feedback
 WHERE (expires_at IS NOT NULL AND expires_at <= ?)
    OR (kind = 'question' AND injected_at IS NOT NULL AND created_at < ?);)",

@@ -20,7 +20,6 @@ using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
 
 constexpr auto patience = 5s;
-constexpr std::size_t statementsKept = 64;  // some texts are built, with a "?" for each id of a list
 
 struct Finalize {
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
@@ -88,7 +87,7 @@ struct Database::Connection {
     std::string reason = sqlite3_errmsg(handle.get());
     if (const int number = sqlite3_system_errno(handle.get()); (code & 0xFF) == SQLITE_CANTOPEN && number != 0)
       reason += " (" + std::generic_category().message(number) + ")";
-    return {code, "could not " + doing + " the database " + file + ": " + reason};
+    return DatabaseError("could not " + doing + " the database " + file + ": " + reason);
   }
 
   void run(const std::string& sql, const std::string& doing) const {
@@ -102,7 +101,7 @@ struct Database::Connection {
   /// Whoever came while we read without locks has told it by changing the file.
   void checkUndisturbed() const {
     if (!unlockedSince || lastWritten() == unlockedSince) return;
-    throw DatabaseError(SQLITE_BUSY, "could not read the database " + file + ": another program changed it meanwhile");
+    throw DatabaseError("could not read the database " + file + ": another program changed it meanwhile");
   }
 
   std::filesystem::file_time_type lastWritten() const {
@@ -184,7 +183,7 @@ std::unique_ptr<Database::Connection> Database::Connection::alone(const std::fil
 std::unique_ptr<Database::Connection> Database::Connection::toRead(const std::filesystem::path& path) {
   std::error_code absent;
   if (std::filesystem::is_fifo(path, absent))  // to open it would keep us waiting
-    throw DatabaseError(SQLITE_CANTOPEN, "could not open the database " + path.string() + ": it is a pipe");
+    throw DatabaseError("could not open the database " + path.string() + ": it is a pipe");
   auto connection = std::make_unique<Connection>(path, SQLITE_OPEN_READONLY, path.string());
   if (const auto reading = suitableReading(connection->handle.get()); reading != Reading::shared) {
     const auto since = connection->lastWritten();
@@ -199,7 +198,8 @@ std::unique_ptr<Database::Connection> Database::Connection::toRead(const std::fi
 
 namespace {
 
-void bind(sqlite3_stmt* statement, int position, const DatabaseValue& value) {
+/// SQLite's result code.
+int bind(sqlite3_stmt* statement, int position, const DatabaseValue& value) {
   struct Binder {
     sqlite3_stmt* statement;
     int position;
@@ -211,7 +211,7 @@ void bind(sqlite3_stmt* statement, int position, const DatabaseValue& value) {
       return sqlite3_bind_text64(statement, position, bytes, text.size(), SQLITE_STATIC, SQLITE_UTF8);
     }
   };
-  std::visit(Binder{statement, position}, value);
+  return std::visit(Binder{statement, position}, value);
 }
 
 /// A prepared statement while it runs: taken out of the connection's idle ones, and given back at the
@@ -222,13 +222,12 @@ class Running {
   Running(Connection& connection, std::string_view sql, const std::vector<DatabaseValue>& values)
       : connection_(connection), kept_(take(connection, sql)) {
     int position = 0;
-    for (const auto& value : values) bind(get(), ++position, value);
+    for (const auto& value : values) connection_.check(bind(get(), ++position, value));
   }
 
   ~Running() {
     sqlite3_reset(get());
     sqlite3_clear_bindings(get());  // they point into the caller's texts
-    if (connection_.idle.size() >= statementsKept) connection_.idle.clear();
     connection_.idle.insert(std::move(kept_));
   }
 

@@ -24,11 +24,7 @@
 /// Its description names the file, what was done to it, and SQLite's reason.
 class DatabaseError : public Error {
  public:
-  DatabaseError(int code, std::string description) : Error(std::move(description)), code_(code) {}
-  int code() const noexcept { return code_; }  // SQLite's extended result code
-
- private:
-  int code_;
+  using Error::Error;
 };
 
 /// A value to bind: NULL, an integer, a real or a text, which must live until the statement has run.

@@ -12,6 +12,8 @@ namespace Timestamps {
 
 std::string now();
 std::string iso8601(Dates::Instant date);
+/// Any number will do: the ends of the calendar bound it.
+std::string daysAgo(long long days);
 std::optional<Dates::Instant> parseISO8601(std::string_view text);
 
 }  // namespace Timestamps

@@ -77,6 +77,12 @@ TEST_F(StoresTest, keepsDetailsOfAnyBytesWithTheirKeysSorted) {
   EXPECT_EQ(bad.actor, "m\uFFFD");
 }
 
+TEST_F(StoresTest, leavesALineWithoutItsDetailsWhenTheyAreTooLongForARow) {
+  const std::string text(200'000'000, '\0');  // six times as long in JSON, and a row of SQLite's ends at a gigabyte
+  db.audit.append({.timestamp = "", .actor = "mcp", .action = "x", .details = {{"a", text}}, .outcome = "executed"});
+  EXPECT_TRUE(db.audit.recent(1).at(0).details.empty());
+}
+
 TEST_F(StoresTest, purgesWhatIsOlderThanThatManyDays) {
   const Dates::FixedClock clock(at("2026-03-31T12:00:00Z"));
   append("31 days", std::nullopt, "2026-02-28T12:00:00Z");
