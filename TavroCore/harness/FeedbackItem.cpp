@@ -5,24 +5,12 @@
 
 #include "Platform/Json.h"
 #include "Platform/Text.h"
+#include "TavroCore/harness/RecordFields.h"
 #include "TavroCore/harness/Timestamps.h"
 
 namespace {
 
 constexpr std::array<std::string_view, 3> kindNames = {"directive", "verdict", "question"};
-
-bool readText(const Json& object, const char* key, std::string& into) {
-  const auto found = object.find(key);
-  if (found == object.end() || !found->is_string()) return false;
-  into = found->get<std::string>();
-  return true;
-}
-
-/// True when the field is absent or null, too.
-bool readOptionalText(const Json& object, const char* key, std::optional<std::string>& into) {
-  const auto found = object.find(key);
-  return found == object.end() || found->is_null() || readText(object, key, into.emplace());
-}
 
 }  // namespace
 
@@ -67,16 +55,15 @@ OrderedJson toJson(const FeedbackItem& item) {
 }
 
 std::optional<FeedbackItem> feedbackItemFromJson(const Json& object) {
+  using RecordFields::read;
   FeedbackItem item;
   std::string kind;
-  const bool isWhole =
-      object.is_object() && readText(object, "id", item.id) && readText(object, "kind", kind) &&
-      readText(object, "text", item.text) && readOptionalText(object, "automation", item.automation) &&
-      readOptionalText(object, "channel", item.channel) && readOptionalText(object, "handle", item.handle) &&
-      readOptionalText(object, "answer", item.answer) && readText(object, "createdAt", item.createdAt) &&
-      readOptionalText(object, "answeredAt", item.answeredAt) &&
-      readOptionalText(object, "injectedAt", item.injectedAt) &&
-      readOptionalText(object, "expiresAt", item.expiresAt) && readText(object, "source", item.source);
+  const bool isWhole = read(object, "id", item.id) && read(object, "kind", kind) && read(object, "text", item.text) &&
+                       read(object, "automation", item.automation) && read(object, "channel", item.channel) &&
+                       read(object, "handle", item.handle) && read(object, "answer", item.answer) &&
+                       read(object, "createdAt", item.createdAt) && read(object, "answeredAt", item.answeredAt) &&
+                       read(object, "injectedAt", item.injectedAt) && read(object, "expiresAt", item.expiresAt) &&
+                       read(object, "source", item.source);
   const auto known = feedbackKindFromRawValue(kind);
   if (!isWhole || !known) return std::nullopt;
   item.kind = *known;

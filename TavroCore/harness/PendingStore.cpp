@@ -6,6 +6,7 @@
 #include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "TavroCore/harness/ConfigDir.h"
+#include "TavroCore/harness/RecordFields.h"
 
 namespace {
 
@@ -14,28 +15,12 @@ void requirePlainFileName(const PendingStore& store, const std::string& id) {
   if (!PendingStore::isPlainFileName(id)) throw FileFailure("write an action into", store.dir, EINVAL);
 }
 
-bool readText(const Json& object, const char* key, std::string& into) {
-  const auto found = object.find(key);
-  if (found == object.end() || !found->is_string()) return false;
-  into = found->get<std::string>();
-  return true;
-}
-
-bool readTexts(const Json& object, const char* key, Arguments& into) {
-  const auto found = object.find(key);
-  if (found == object.end() || !found->is_object()) return false;
-  for (const auto& [name, value] : found->items()) {
+bool readTexts(const Json& object, Arguments& into) {
+  for (const auto& [name, value] : object.items()) {
     if (!value.is_string()) return false;
     into.emplace(name, value.get<std::string>());
   }
-  return true;
-}
-
-/// Absent and null are the same; any other value but a text is bad.
-bool readOptionalText(const Json& object, const char* key, std::optional<std::string>& into) {
-  const auto found = object.find(key);
-  if (found == object.end() || found->is_null()) return true;
-  return readText(object, key, into.emplace());
+  return object.is_object();
 }
 
 }  // namespace
@@ -52,11 +37,11 @@ OrderedJson toJson(const PendingAction& action) {
 std::optional<PendingAction> pendingActionFromJson(std::string_view text) {
   const auto object = JsonText::parseObject(text);
   if (!object) return std::nullopt;
+  using RecordFields::read, RecordFields::value;
   PendingAction action;
-  const bool whole = readText(*object, "id", action.id) && readText(*object, "tool", action.tool) &&
-                     readTexts(*object, "args", action.args) && readText(*object, "summary", action.summary) &&
-                     readText(*object, "createdAt", action.createdAt) &&
-                     readOptionalText(*object, "preview", action.preview);
+  const bool whole = read(*object, "id", action.id) && read(*object, "tool", action.tool) &&
+                     readTexts(value(*object, "args"), action.args) && read(*object, "summary", action.summary) &&
+                     read(*object, "createdAt", action.createdAt) && read(*object, "preview", action.preview);
   if (!whole) return std::nullopt;
   return action;
 }

@@ -58,4 +58,14 @@ std::optional<std::vector<long long>> integers(const Json& object, const char* k
   return numbers;
 }
 
+bool read(const Json& object, const char* key, std::string& into) {
+  const Json& found = value(object, key);
+  if (found.is_string()) into = found.get<std::string>();
+  return found.is_string();
+}
+
+bool read(const Json& object, const char* key, std::optional<std::string>& into) {
+  return value(object, key).is_null() || read(object, key, into.emplace());
+}
+
 }  // namespace RecordFields

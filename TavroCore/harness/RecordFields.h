@@ -20,4 +20,9 @@ std::optional<long long> integer(const Json& object, const char* key);
 /// Nothing when one of them isn't an integer.
 std::optional<std::vector<long long>> integers(const Json& object, const char* key);
 
+// For records that count whole or not at all: false for a value of another type.
+
+bool read(const Json& object, const char* key, std::string& into);                 // and for a missing one
+bool read(const Json& object, const char* key, std::optional<std::string>& into);  // which may be missing, or null
+
 }  // namespace RecordFields

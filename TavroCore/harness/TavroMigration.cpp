@@ -8,6 +8,7 @@
 #include "Platform/Text.h"
 #include "TavroCore/harness/ConfigDir.h"
 #include "TavroCore/harness/LoopName.h"
+#include "TavroCore/harness/RecordFields.h"
 
 namespace {
 
@@ -43,11 +44,6 @@ void migrateDataStore(const path& home) {
   }
 }
 
-std::string textOr(const Json& object, const char* key, const char* fallback) {
-  const auto found = object.find(key);
-  return found != object.end() && found->is_string() ? found->get<std::string>() : fallback;
-}
-
 /// The enabled flag moves out of the definition, which its owner may put under version control, into the
 /// state of this machine. A failure to write it fails the whole loop: without it a paused one would be on again.
 void migrateRuntime(const path& scheduler, const path& runtime, const std::string& name, bool enabled) {
@@ -65,10 +61,10 @@ void migrateRuntime(const path& scheduler, const path& runtime, const std::strin
 /// Gives the agent its AGENT.md, and takes from the definition what that file now holds. A failure to write it fails
 /// the whole loop, which then stays in the old place alone, prompt and all.
 void migrateAgent(Json& definition, const path& directory) {
-  std::string instructions = textOr(definition, "prompt", "");
-  const std::string cwd = textOr(definition, "cwd", "");
+  std::string instructions = RecordFields::text(definition, "prompt").value_or("");
+  const std::string cwd = RecordFields::text(definition, "cwd").value_or("");
   const std::string ownDirectories = (Environment::home() / "Dev/Projects/Vendry/loops").string();
-  if (!cwd.empty() && cwd.starts_with(ownDirectories)) {
+  if (cwd.starts_with(ownDirectories)) {
     if (auto bytes = Files::readIfPossible(path(cwd) / "CLAUDE.md")) {
       if (auto text = Text::decodeUTF8(std::move(*bytes))) instructions = std::move(*text);
     }
@@ -88,9 +84,8 @@ void migrateAutomation(const path& scheduler, const path& home, const std::strin
   if (!definition || Files::exists(directory / "loop.json")) return;
 
   Files::createDirectories(directory);
-  const auto flag = definition->find("enabled");
-  const bool enabled = flag == definition->end() || !flag->is_boolean() || flag->get<bool>();
-  if (textOr(*definition, "kind", "agent") == "agent") migrateAgent(*definition, directory);
+  const bool enabled = RecordFields::boolean(*definition, "enabled").value_or(true);
+  if (RecordFields::text(*definition, "kind").value_or("agent") == "agent") migrateAgent(*definition, directory);
   definition->erase("enabled");
   migrateRuntime(scheduler, home / ".runtime", name, enabled);
   Files::replace(directory / "loop.json", JsonText::writePretty(*definition));
