@@ -34,6 +34,13 @@ bool writeAll(int handle, std::string_view bytes) {
   return true;
 }
 
+/// A tool's name in MCP: its id with "_" for ".".
+std::string mcpName(std::string_view toolID) {
+  std::string name(toolID);
+  std::replace(name.begin(), name.end(), '.', '_');
+  return name;
+}
+
 std::string toolDescriptors(const std::vector<Tool>& tools) {
   std::string descriptors;
   for (const Tool& tool : tools) {
@@ -82,12 +89,6 @@ ShallowJson::Object objectMember(const ShallowJson::Object& object, std::string_
 
 }  // namespace
 
-std::string mcpName(std::string_view toolID) {
-  std::string name(toolID);
-  std::replace(name.begin(), name.end(), '.', '_');
-  return name;
-}
-
 Arguments stringArgs(const ShallowJson::Object& arguments) {
   Arguments args;
   for (const auto& [key, member] : arguments) args.emplace(key, argumentText(member));
@@ -119,7 +120,6 @@ void Server::handleLine(std::string line) {
   const ShallowJson::Member* methodMember = ShallowJson::find(*request, "method", Kind::string);
   const std::string method = methodMember ? methodMember->text : "<nil>";
 
-  if (!methodMember) return replyError(id, methodNotFound, "method not found: " + method);
   if (method == "initialize") return initialize(id, objectMember(*request, "params"));
   if (method == "notifications/initialized") return;
   if (method == "ping") return reply(id, "{}");

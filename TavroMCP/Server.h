@@ -44,6 +44,3 @@ class Server {
 /// The arguments of a call as texts by name: strings as they are, booleans as "true" and "false",
 /// numbers in decimal, anything else as its JSON text.
 Arguments stringArgs(const ShallowJson::Object& arguments);
-
-/// A tool's name in MCP: its id with "_" for ".".
-std::string mcpName(std::string_view toolID);

@@ -37,10 +37,9 @@ using Outcome = std::variant<HarnessRunner::Built, Refusal>;
 
 using ToolLookup = std::function<const Tool*(std::string_view id)>;
 
-/// Claims the action that was shown to the human, under its `id`, runs it without the gate, audits "executed" or
-/// "error" with `actor` and the reason "approved:<id>", and drops it from the queue. The details of the line are the
-/// arguments and the beginning of the output (`result`) or of the failure (`error`). Throws FileFailure when the claim
-/// can't be made; nothing has run then.
+/// Claims the action that was shown to the human, under its `id`, runs and audits it by HarnessRunner::executeDecided
+/// with the reason "approved:<id>", and drops it from the queue. Throws FileFailure when the claim can't be made;
+/// nothing has run then.
 Outcome approve(const PendingStore& store, const PendingAction& shown, const std::string& actor, bool evenIfInterrupted,
                 const ToolLookup& tools = Tools::find);
 

@@ -91,20 +91,20 @@ std::optional<std::string> preview(const Call& call) try {
 
 Result queue(const Call& call, const std::string& reason, const std::filesystem::path& configDir) {
   const PendingStore store(configDir);
+  const auto impact = preview(call);  // first, as it may take its time
   PendingAction action = {.id = Uuid::shortId(),
                           .tool = call.tool.id,
                           .args = call.args,
                           .summary = summary(call),
-                          .createdAt = "",
-                          .preview = preview(call)};
-  action.createdAt = Timestamps::now();
+                          .createdAt = Timestamps::now(),
+                          .preview = impact};
   try {
     while (!store.addNew(action)) action.id = Uuid::shortId();
   } catch (...) {
     return Failed{"could not save pending: " + currentFailure()};
   }
-  audit(call, action.preview ? with(call.args, "impact", *action.preview) : call.args, "pending_approval", reason);
-  return Pending{action.id, action.preview};
+  audit(call, impact ? with(call.args, "impact", *impact) : call.args, "pending_approval", reason);
+  return Pending{action.id, impact};
 }
 
 Result refuse(const Call& call, const ActionPolicy::Outcome& outcome) {

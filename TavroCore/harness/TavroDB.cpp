@@ -25,7 +25,7 @@ std::shared_ptr<GRDBQueue> openIn(const std::filesystem::path& configDir) {
 }  // namespace
 
 TavroDB::TavroDB(const std::shared_ptr<GRDBQueue>& queue)
-    : queue_(queue), audit(queue), rules(queue), feedback(queue) {}
+    : audit(queue), rules(queue), feedback(queue), queue_(queue) {}
 
 TavroDB::TavroDB() : TavroDB(std::shared_ptr<GRDBQueue>(GRDBQueue::openOnDisk(filename, migrator()))) {}
 

@@ -29,12 +29,11 @@ class TavroDB {
   /// What SQLite finds wrong when it checks the whole file, a line each; empty when it is sound. Throws DatabaseError.
   std::vector<std::string> faults();
 
- private:
-  explicit TavroDB(const std::shared_ptr<GRDBQueue>& queue);
-  std::shared_ptr<GRDBQueue> queue_;
-
- public:
   AuditDB audit;
   RulesDB rules;
   FeedbackDB feedback;
+
+ private:
+  explicit TavroDB(const std::shared_ptr<GRDBQueue>& queue);
+  std::shared_ptr<GRDBQueue> queue_;
 };

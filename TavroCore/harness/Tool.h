@@ -52,8 +52,7 @@ struct Tool {
   std::function<bool(const std::string&)> auditAutoRun = nullptr;
 };
 
-/// What the tool builds of the arguments, and the check of them. Throws ToolError, of a tool that runs a script also
-/// for an argument that a process can't take.
+/// The tool's `build`. Throws ToolError; of a tool that runs a script also for an argument too long for a process.
 Script buildScript(const Tool& tool, const Arguments& args);
 /// Throws ToolError for an argument that is too long for a process; it names the argument, as the system doesn't.
 void refuseTooLong(const Arguments& args);
