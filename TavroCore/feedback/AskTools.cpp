@@ -13,20 +13,16 @@ std::optional<long long> expiresHours(const Arguments& args) {
   return Text::parseInteger(argument(args, "expiresHours"));
 }
 
-// Not a constant as the others: it names the channels, and constants of two
-// files have no order.
+// Not a constant as the others: it names the channels, and constants of two files have no order.
 Tool ask() {
   return {
       .id = "ask",
       .summary =
-          "Ask the OWNER a question and capture the answer (fire-and-forget). "
-          "Args: text, [channel=" +
+          "Ask the OWNER a question and capture the answer (fire-and-forget). Args: text, [channel=" +
           Text::join(AskChannels::ids(), "|") + "] (default " + std::string(AskChannels::defaultId) +
-          "), [automation=<loop name>] (defaults to the firing loop), "
-          "[expiresHours=N]. The question is pushed "
-          "via the chosen channel; the owner's reply is harvested back and "
-          "injected into this loop's NEXT run - "
-          "do NOT block waiting. effect=create (owner-only, low-stakes).",
+          "), [automation=<loop name>] (defaults to the firing loop), [expiresHours=N]. The question is pushed via the "
+          "chosen channel; the owner's reply is harvested back and injected into this loop's NEXT run - do NOT block "
+          "waiting. effect=create (owner-only, low-stakes).",
       .effect = Effect::create,
       .build = requiring({"text"}),
       .nativeRun =
@@ -40,10 +36,8 @@ Tool ask() {
 const Tool answer{
     .id = "ask.answer",
     .summary =
-        "Answer an open question yourself (id, text) - the human "
-        "channel when you're already in /tavro or the cockpit, "
-        "instead of replying by mail. Writes the answer so the asking "
-        "loop sees it next run.",
+        "Answer an open question yourself (id, text) - the human channel when you're already in /tavro or the cockpit, "
+        "instead of replying by mail. Writes the answer so the asking loop sees it next run.",
     .effect = Effect::create,
     .build = requiring({"id", "text"}),
     .nativeRun =
@@ -58,10 +52,8 @@ const Tool answer{
 const Tool answers{
     .id = "ask.answers",
     .summary =
-        "Show the operator feedback feed: pending questions, answered "
-        "questions, and standing directives "
-        "([automation=<loop name>] to scope). Read-only inspection - "
-        "does NOT consume; the loop's prompt is "
+        "Show the operator feedback feed: pending questions, answered questions, and standing directives "
+        "([automation=<loop name>] to scope). Read-only inspection - does NOT consume; the loop's prompt is "
         "auto-injected with what it needs.",
     .effect = Effect::read,
     .build = requiring({}),
@@ -71,10 +63,8 @@ const Tool answers{
 const Tool harvest{
     .id = "ask.harvest",
     .summary =
-        "Poll the async channels (mail) for replies to open questions and "
-        "record them. Idempotent. Schedule as a "
-        "`tool` automation (auto.add tool=ask.harvest every=5) so answers are "
-        "ingested without you in the loop. No "
+        "Poll the async channels (mail) for replies to open questions and record them. Idempotent. Schedule as a "
+        "`tool` automation (auto.add tool=ask.harvest every=5) so answers are ingested without you in the loop. No "
         "args. (iMessage channel temporarily disabled - see AskChannel.)",
     .effect = Effect::create,
     .build = requiring({}),
@@ -90,10 +80,8 @@ const Tool harvest{
 const Tool tell{
     .id = "feedback.tell",
     .summary =
-        "Give your loops a standing DIRECTIVE (human → automations): "
-        "free-form guidance re-injected every run until it "
-        "expires. Args: text, [automation=<loop name>] (omit = all "
-        "loops), [expiresHours=N]. e.g. text=\"stop replying "
+        "Give your loops a standing DIRECTIVE (human → automations): free-form guidance re-injected every run until it "
+        "expires. Args: text, [automation=<loop name>] (omit = all loops), [expiresHours=N]. e.g. text=\"stop replying "
         "to recruiters\".",
     .effect = Effect::create,
     .build = requiring({"text"}),
@@ -107,8 +95,7 @@ const Tool tell{
 const Tool rm{
     .id = "feedback.rm",
     .summary =
-        "Drop a feedback item by id (a stale directive, an obsolete "
-        "question). Housekeeping; the harvester also "
+        "Drop a feedback item by id (a stale directive, an obsolete question). Housekeeping; the harvester also "
         "auto-prunes expired/old items. Args: id.",
     .effect = Effect::create,
     .build = requiring({"id"}),

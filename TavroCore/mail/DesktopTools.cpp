@@ -36,8 +36,7 @@ std::vector<Tool> DesktopTools::all() {
               "Quit one of the harness apps when it's no longer needed (name = Mail | Contacts | Calendar | Notes | "
               "Messages | Reminders, case-insensitive). Graceful quit - the app saves / prompts on unsaved work; no-op "
               "if it isn't running. Reversible (it relaunches on next use). Use to leave no app open after a batch, "
-              "e.g. "
-              "quit Mail after triage.",
+              "e.g. quit Mail after triage.",
           .effect = Effect::create,
           .build = quitScript,
       },

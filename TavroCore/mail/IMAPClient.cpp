@@ -144,21 +144,21 @@ void IMAPClient::verifyLogin(const std::string& host, std::uint16_t port, const 
   client.logout();
 }
 
-IMAPClient::IMAPClient(const std::string& host, std::uint16_t port, double timeout)
-    : conn(limited("connect", [&] { return TlsStream::make(host, port == 0 ? usualPort : port); })),
-      ioTimeout(timeout) {}
+IMAPClient::IMAPClient(const std::string& host, std::uint16_t port, double ioTimeout)
+    : conn_(limited("connect", [&] { return TlsStream::make(host, port == 0 ? usualPort : port); })),
+      ioTimeout_(ioTimeout) {}
 
-void IMAPClient::close() noexcept { conn->cancel(); }
+void IMAPClient::close() noexcept { conn_->cancel(); }
 
 /// The greeting may say what it likes; a server that means BYE closes, and the next command meets that.
 void IMAPClient::open() {
-  limited("connect", [this] { conn->connect(ioTimeout); });
+  limited("connect", [this] { conn_->connect(ioTimeout_); });
   endOfLine(0);
-  buffer.clear();
+  buffer_.clear();
 }
 
 void IMAPClient::login(const std::string& email, const std::string& password) {
-  secret = password;
+  secret_ = password;
   command("LOGIN " + quoted("the e-mail address", email) + " " + quoted("the password", password));
 }
 
@@ -193,18 +193,18 @@ void IMAPClient::logout() noexcept {
 }
 
 std::string IMAPClient::command(const std::string& text) {
-  const std::string tag = "a" + std::to_string(++tagSeq) + " ";
+  const std::string tag = "a" + std::to_string(++tagSeq_) + " ";
   rawSend(tag + text + std::string(lineEnd));
   const std::string_view line = taggedLine(tag);
   if (!startsWithIgnoringCase(line.substr(tag.size()), "OK")) throw IMAPError::server(withoutPassword(line));
-  return Text::repairUTF8(std::exchange(buffer, {}));
+  return Text::repairUTF8(std::exchange(buffer_, {}));
 }
 
 /// The first line that begins with the tag and its blank, so that "a12 OK" is no answer to a1.
 std::string_view IMAPClient::taggedLine(std::string_view tag) {
   for (std::size_t begin = 0;;) {
     const std::size_t end = endOfLine(begin);
-    const auto line = std::string_view(buffer).substr(begin, end - begin);
+    const auto line = std::string_view(buffer_).substr(begin, end - begin);
     if (line.starts_with(tag)) return line;
     begin = end + lineEnd.size();
   }
@@ -214,8 +214,8 @@ std::string_view IMAPClient::taggedLine(std::string_view tag) {
 std::size_t IMAPClient::endOfLine(std::size_t begin) {
   std::size_t searched = begin;
   std::size_t end = 0;
-  while ((end = buffer.find(lineEnd, searched)) == buffer.npos) {
-    searched = std::max(begin, buffer.size() - std::min(buffer.size(), lineEnd.size() - 1));
+  while ((end = buffer_.find(lineEnd, searched)) == buffer_.npos) {
+    searched = std::max(begin, buffer_.size() - std::min(buffer_.size(), lineEnd.size() - 1));
     fill();
   }
   return end;
@@ -224,20 +224,20 @@ std::size_t IMAPClient::endOfLine(std::size_t begin) {
 /// Some servers repeat the command that they refuse.
 std::string IMAPClient::withoutPassword(std::string_view line) const {
   constexpr std::string_view mark = "[password]";
-  if (secret.empty()) return Text::repairUTF8(std::string(line));
-  const std::string sent = escaped(secret);
+  if (secret_.empty()) return Text::repairUTF8(std::string(line));
+  const std::string sent = escaped(secret_);
   std::string told = Text::replaceAll(line, sent, mark);
-  if (sent != secret) told = Text::replaceAll(told, secret, mark);
+  if (sent != secret_) told = Text::replaceAll(told, secret_, mark);
   return Text::repairUTF8(std::move(told));
 }
 
 void IMAPClient::rawSend(const std::string& text) {
-  limited("write", [&] { conn->send(text, ioTimeout); });
+  limited("write", [&] { conn_->send(text, ioTimeout_); });
 }
 
 void IMAPClient::fill() {
-  const std::string bytes = limited("read", [&] { return conn->receive(mostBytesAtOnce, ioTimeout); });
+  const std::string bytes = limited("read", [&] { return conn_->receive(mostBytesAtOnce, ioTimeout_); });
   if (bytes.empty()) throw IMAPError::connect("connection closed");
-  buffer += bytes;
-  if (buffer.size() > longestReply) throw IMAPError::server("a reply is longer than 8 MB");
+  buffer_ += bytes;
+  if (buffer_.size() > longestReply) throw IMAPError::server("a reply is longer than 8 MB");
 }

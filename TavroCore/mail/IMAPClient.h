@@ -66,9 +66,9 @@ class IMAPClient {
   void rawSend(const std::string& text);
   void fill();
 
-  std::unique_ptr<TlsStream> conn;
-  TlsStream::Limit ioTimeout;
-  int tagSeq = 0;
-  std::string buffer;  // bytes as they came; a character may still lack its end
-  std::string secret;  // the password, kept to be left out of what the server says
+  std::unique_ptr<TlsStream> conn_;
+  TlsStream::Limit ioTimeout_;
+  int tagSeq_ = 0;
+  std::string buffer_;  // bytes as they came; a character may still lack its end
+  std::string secret_;  // the password, kept to be left out of what the server says
 };

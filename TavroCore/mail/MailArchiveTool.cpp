@@ -8,7 +8,7 @@ namespace {
 
 Script checkArchive(const Arguments& args) {
   requiredArgument(args, "account");
-  MailCriteria::reqFilter(args);
+  MailCriteria::requireFilter(args);
   MailCriteria::criteriaArgv(args);
   refuseTooLong(args);  // it moves by script where there is no IMAP
   return {};

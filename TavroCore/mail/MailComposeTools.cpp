@@ -13,11 +13,19 @@ Script newMessage(const char* script, const Arguments& args) {
   return {script, {to, subject, argument(args, "body"), MailCriteria::attachmentsArg(args), argument(args, "from")}};
 }
 
+/// Of a blank one nobody would notice that nothing came.
+const std::string& validatedNotifyBody(const Arguments& args) {
+  const auto& body = argument(args, "body");
+  if (Text::trim(body).empty())
+    throw ToolError::badArg("body is empty - refusing to send a blank notification (use body-file= for large content)");
+  return body;
+}
+
 /// To the owner and from the owner, whatever else the call names.
 Script notifyScript(const Arguments& args) {
   const std::string owner(Text::trim(HarnessConfig::load().notifyEmail));
   if (owner.empty()) throw ToolError::missingArg("notify email (set it in Settings → Notifications)");
-  const auto& body = MailTools::validatedNotifyBody(args);
+  const auto& body = validatedNotifyBody(args);
   const auto& subject = requiredArgument(args, "subject");
   return {MailScripts::notifyScript, {subject, owner, body, owner, MailCriteria::attachmentsArg(args)}};
 }

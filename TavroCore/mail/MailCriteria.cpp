@@ -59,12 +59,12 @@ std::vector<std::string> criteriaCall(const Arguments& args, const std::string& 
   return argv;
 }
 
-void reqFilter(const Arguments& args) {
+void requireFilter(const Arguments& args) {
   const bool any = std::ranges::any_of(keys, [&](const char* key) { return !argument(args, key).empty(); });
   if (!any) throw ToolError::missingArg("at least one filter: " + std::string(filters));
 }
 
-void reqSubjectSelector(const Arguments& args) {
+void requireSubjectSelector(const Arguments& args) {
   if (argument(args, "subject").empty() && argument(args, "subjectContains").empty())
     throw ToolError::missingArg("subject or subjectContains");
 }

@@ -23,9 +23,9 @@ std::vector<std::string> criteriaArgv(const Arguments& args);
 std::vector<std::string> criteriaCall(const Arguments& args, const std::string& defaultMailbox);
 
 /// Throws ToolError when all eleven are empty.
-void reqFilter(const Arguments& args);
+void requireFilter(const Arguments& args);
 /// Throws ToolError when neither `subject` nor `subjectContains` is given.
-void reqSubjectSelector(const Arguments& args);
+void requireSubjectSelector(const Arguments& args);
 
 /// The paths of `attachments`, which parts them by commas, as lines.
 std::string attachmentsArg(const Arguments& args);

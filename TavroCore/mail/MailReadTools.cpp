@@ -24,7 +24,7 @@ Script auditScript(const Arguments& args) {
 
 /// No account and no mailbox is all of them.
 Script searchScript(const Arguments& args) {
-  MailCriteria::reqFilter(args);
+  MailCriteria::requireFilter(args);
   Script script{MailScripts::searchScript, MailCriteria::criteriaCall(args, "all")};
   if (!args.contains("account")) script.argv[0] = "all";
   script.argv.push_back(integerArgument(args, "limit", 50));

@@ -2,8 +2,6 @@
 // checks is the order in which the functions name them.
 #pragma once
 
-#include <string>
-
 #include "TavroCore/harness/Tool.h"
 
 namespace MailTools {
@@ -14,8 +12,5 @@ Script onMailbox(const char* script, const Arguments& args);
 Script onMatches(const char* script, const Arguments& args);
 /// Requires subject or subjectContains, account and mailbox. Gives account, mailbox, subject, subjectContains, from.
 Script onNewestMatch(const char* script, const Arguments& args);
-
-/// Throws ToolError for a blank body: who would notice that nothing came? Else the body as it is.
-const std::string& validatedNotifyBody(const Arguments& args);
 
 }  // namespace MailTools

@@ -48,10 +48,10 @@ std::vector<Tool> NoteTools::all() {
       },
       {
           .id = "note.find",
-          .summary = "List notes, optionally filtered by name and/or body substring ([name], [body], [limit=30]). "
-                     "Case-insensitive. With no name/body it lists every note (bounded by limit) - the way to browse "
-                     "all notes. "
-                     "Read-only. One line per hit: folder || name || modified.",
+          .summary =
+              "List notes, optionally filtered by name and/or body substring ([name], [body], [limit=30]). "
+              "Case-insensitive. With no name/body it lists every note (bounded by limit) - the way to browse all "
+              "notes. Read-only. One line per hit: folder || name || modified.",
           .effect = Effect::read,
           .build =
               [](const Arguments& args) {
@@ -64,8 +64,7 @@ std::vector<Tool> NoteTools::all() {
           .summary =
               "Read the plain-text body of the SINGLE note whose name contains `name` (case-insensitive substring; "
               "refuses on 0 or >1 match so a vague filter can't read the wrong note). Read-only. Use note.find first "
-              "to "
-              "pin an exact title.",
+              "to pin an exact title.",
           .effect = Effect::read,
           .build =
               [](const Arguments& args) {
@@ -77,10 +76,8 @@ std::vector<Tool> NoteTools::all() {
           .summary =
               "Create a note (title, body). The title is auto-bolded. `body` is rendered as HTML: use <b>, <i>, <br>, "
               "<ul><li>...</li></ul> for structure (NOT markdown, NOT plain-text \"- \" bullets - those land as "
-              "literal "
-              "text). Plain-text newlines are converted to <br> as a fallback, so multi-line plain text still keeps "
-              "its "
-              "line breaks. Escape literal <, >, & in non-HTML text yourself.",
+              "literal text). Plain-text newlines are converted to <br> as a fallback, so multi-line plain text still "
+              "keeps its line breaks. Escape literal <, >, & in non-HTML text yourself.",
           .effect = Effect::create,
           .build =
               [](const Arguments& args) {
@@ -90,9 +87,9 @@ std::vector<Tool> NoteTools::all() {
       },
       {
           .id = "note.open",
-          .summary = "Open Notes.app and show the first note whose name contains `name` (case-insensitive substring). "
-                     "Read-only "
-                     "- only brings the app/note to the front. Use after note.add to surface a note for the human.",
+          .summary =
+              "Open Notes.app and show the first note whose name contains `name` (case-insensitive substring). "
+              "Read-only - only brings the app/note to the front. Use after note.add to surface a note for the human.",
           .effect = Effect::read,
           .build =
               [](const Arguments& args) {
@@ -113,8 +110,7 @@ std::vector<Tool> NoteTools::all() {
           .summary =
               "Delete every note whose name contains `name` (case-insensitive substring). Moves to Notes → Recently "
               "Deleted (recoverable ~30 days). The preview lists exactly which notes match - keep `name` specific so "
-              "it "
-              "can't sweep more than intended. Approval.",
+              "it can't sweep more than intended. Approval.",
           .effect = Effect::destructive,
           .build =
               [](const Arguments& args) {
