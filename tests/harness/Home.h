@@ -16,22 +16,7 @@
 #include "Platform/Files.h"
 #include "TavroCore/harness/AuditLog.h"
 #include "TavroCore/harness/RuleStore.h"
-
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    std::string name = std::filesystem::temp_directory_path() / "tavro-harness-XXXXXX";
-    path_ = ::mkdtemp(name.data());
-  }
-  ~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
+#include "tests/platform/TemporaryDirectory.h"
 
 /// The user's home, the system's home in it, and their variables.
 class HomeTest : public testing::Test {

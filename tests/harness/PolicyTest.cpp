@@ -1,7 +1,9 @@
-// The policy is the order of its checks. These tables pin down every answer, and what a rule speaks of.
+// The policy is the order of its checks. These tables pin down every answer, what a rule speaks of, and what class each
+// tool is of.
 #include <gtest/gtest.h>
 
 #include "TavroCore/harness/ActionPolicy.h"
+#include "TavroCore/harness/Tools.h"
 
 namespace {
 
@@ -125,6 +127,19 @@ TEST(PolicyRule, speaksOfACallWhenPatternAccountAndEveryTextFit) {
   for (const Case& c : cases) {
     EXPECT_EQ(asks("q", c.rule).matches(c.tool, c.args), c.matches) << "line " << c.line;
   }
+}
+
+TEST(Tools, areReadUnlessTheyChangeSomething) {
+  std::map<Effect, std::string> ids;
+  for (const Tool& tool : Tools::all()) ids[tool.effect] += tool.id + " ";
+  EXPECT_EQ(ids[create],
+            "mail.draft mail.notify imessage.notify cal.update cal.add reminder.add reminder.addList "
+            "reminder.renameList reminder.update reminder.complete note.add note.update contact.add app.quit auto.add "
+            "auto.edit auto.enable auto.disable auto.run ask ask.answer ask.harvest feedback.tell feedback.rm ");
+  EXPECT_EQ(
+      ids[destructive],
+      "mail.send mail.reply mail.replyAll mail.forward mail.delete mail.move mail.archive mail.flag mail.junk "
+      "cal.delete reminder.delete reminder.deleteList reminder.clearCompleted note.delete imessage.send auto.rm ");
 }
 
 }  // namespace

@@ -2,17 +2,14 @@
 // and that what matches leaves the INBOX of a real IMAP server, or goes to the archive mailbox.
 #include <fmt/format.h>
 
-#include <algorithm>
-
 #include "Platform/Json.h"
 #include "Platform/Text.h"
-#include "TavroCore/harness/HarnessRunner.h"
 #include "TavroCore/mail/Keychain.h"
 #include "TavroCore/mail/MailAccounts.h"
 #include "TavroCore/mail/MailArchiveService.h"
-#include "TavroCore/mail/MailTools.h"
 #include "tests/desktop/Desk.h"
 #include "tests/imap/Dovecot.h"
+#include "tests/support/ToolCall.h"
 
 namespace {
 
@@ -49,20 +46,16 @@ cat "$script" 2>/dev/null || { echo "12:30: execution error: no $script (-600)" 
   }
 
   static std::string archive(Arguments args) {
-    const auto tools = MailTools::changing();
-    const auto tool =
-        std::find_if(tools.begin(), tools.end(), [](const auto& one) { return one.id == "mail.archive"; });
     args.insert({{"account", "Work"}, {"from", "ann"}});
-    const auto result = HarnessRunner::executeBuilt(*tool, args);
-    return result.ok ? result.output : "error: " + result.error;
+    return callTool("mail.archive", args);
   }
 
   const std::string email = "ann@example.org";
   const std::string criteria = "|ann||||||||||";
 
  private:
-  ScopedVariable home_;
-  ScopedVariable bin_;
+  Environment::Setting home_;
+  Environment::Setting bin_;
 };
 
 TEST_F(ArchiveTest, knowsMailsAccountsAndWhichAreGmails) {
@@ -100,27 +93,27 @@ TEST_F(ArchiveTest, takesWhatMatchesOutOfTheInboxOfTheServer) {
   EXPECT_THAT(server.allMail(email), ElementsAre("<1@x>", "<3@x>"));
   EXPECT_THAT(asked(), ElementsAre("ids|Work|Later" + criteria));
   Keychain::setPassword("wrong", email);
-  EXPECT_THAT(archive({}), StartsWith("error: IMAP archive failed: imap server: a1 NO "));
+  EXPECT_THAT(archive({}), StartsWith("IMAP archive failed: imap server: a1 NO "));
 }
 
 TEST_F(ArchiveTest, connectsOnlyWithAPasswordAPortAndAMatch) {
   setUp("Work", 65536);
-  EXPECT_EQ(archive({}), "error: no app password in Keychain for ann@example.org - add it in Settings → Archive.");
+  EXPECT_EQ(archive({}), "no app password in Keychain for ann@example.org - add it in Settings → Archive.");
   Keychain::setPassword("secret", email);
   for (const long long port : {65536LL, -1LL}) {
     setUp("Work", port);
-    EXPECT_EQ(archive({}), fmt::format("error: IMAP archive failed: the port of ann@example.org in the settings' "
+    EXPECT_EQ(archive({}), fmt::format("IMAP archive failed: the port of ann@example.org in the settings' "
                                        "imapAccounts is {}, and a port lies between 0 (for the usual 993) and 65535",
                                        port));
   }
   EXPECT_THAT(asked(), IsEmpty());
   setUp("Work", 1);  // where nobody listens
-  EXPECT_EQ(archive({}), "error: could not read the messages to archive: execution error: no ids (-600)");
+  EXPECT_EQ(archive({}), "could not read the messages to archive: execution error: no ids (-600)");
   answer("ids", "\n");
   EXPECT_EQ(archive({}), "OK archived 0 message(s) - no match");
   EXPECT_THAT(asked(), ElementsAre("ids|Work|INBOX" + criteria, "ids|Work|INBOX" + criteria));
   answer("ids", "1@x");
-  EXPECT_THAT(archive({}), StartsWith("error: IMAP archive failed: imap connect: "));
+  EXPECT_THAT(archive({}), StartsWith("IMAP archive failed: imap connect: "));
 }
 
 TEST_F(ArchiveTest, movesTheMessagesOfEveryOtherAccount) {
@@ -131,9 +124,8 @@ TEST_F(ArchiveTest, movesTheMessagesOfEveryOtherAccount) {
   archive({{"dest", "Old"}, {"mailbox", "Later"}});
   answer("accounts", "work\tann@gmail.com\timap.gmail.com");
   Files::remove(directory / "moved");
-  EXPECT_EQ(archive({{"mailbox", ""}}),
-            "error: could not read the messages to archive: missing required argument: mailbox");
-  EXPECT_EQ(archive({{"dest", ""}}), "error: could not read the messages to archive: execution error: no moved (-600)");
+  EXPECT_EQ(archive({{"mailbox", ""}}), "could not read the messages to archive: missing required argument: mailbox");
+  EXPECT_EQ(archive({{"dest", ""}}), "could not read the messages to archive: execution error: no moved (-600)");
   EXPECT_THAT(asked(), ElementsAre("accounts|", "moved|Work|INBOX" + criteria + "|Archive",  //
                                    "accounts|", "moved|Work|Later" + criteria + "|Old",      //
                                    "accounts|", "accounts|", "moved|Work|INBOX" + criteria + "|Archive"));
@@ -155,7 +147,7 @@ TEST_F(ArchiveTest, saysBeforehandWhereMessagesGoAndWhoseServerAnAddressIsOf) {
 }
 
 TEST_F(ArchiveTest, findsInTheRealMailWhatItTakesOutOfTheServersInbox) {
-  const ScopedVariable real("TAVRO_PLATFORM_BIN", "");
+  const Environment::Setting real("TAVRO_PLATFORM_BIN", "");
   Dovecot server;
   server.addUser(email, "secret");
   put("mail/work/account.json", R"({"name": "Work", "emails": ["ann@example.org"]})");

@@ -10,7 +10,6 @@
 #include "Platform/SecItem.h"
 #include "TavroCore/mail/Keychain.h"
 #include "tests/desktop/Desk.h"
-#include "tests/platform/TemporaryDirectory.h"
 
 namespace {
 

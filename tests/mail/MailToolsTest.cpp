@@ -27,16 +27,6 @@ class MailToolsTest : public Desk {
   }
 };
 
-TEST_F(MailToolsTest, haveTheirEffects) {
-  std::string ids;
-  for (const Tool& tool : Tools::all())
-    if (tool.id.starts_with("mail.")) ids += tool.id.substr(5) + ":" + std::string(rawValue(tool.effect)) + " ";
-  EXPECT_EQ(ids,
-            "accounts:read headers:read audit:read search:read body:read open:read messageId:read draft:create "
-            "send:destructive notify:create reply:destructive replyAll:destructive forward:destructive "
-            "delete:destructive move:destructive archive:destructive flag:destructive junk:destructive ");
-}
-
 TEST_F(MailToolsTest, sayWhichArgumentIsMissingInTheirOrder) {
   const std::string filter =
       "at least one filter: from / to / before=YYYY-MM-DD / after / olderThan=Ndays / minSize=MB / maxSize=MB / "

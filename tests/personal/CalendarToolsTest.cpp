@@ -1,6 +1,4 @@
 // Guards what the calendar's tools take from an agent, and that an event made by script is one that they find.
-#include "Platform/Text.h"
-#include "TavroCore/personal/CalendarTools.h"
 #include "tests/personal/PersonalDesk.h"
 
 namespace {

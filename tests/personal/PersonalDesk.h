@@ -18,6 +18,10 @@ class PersonalDesk : public Desk {
     return "BEGIN:VCALENDAR\nVERSION:2.0\nPRODID:x\nBEGIN:" + component + "\n" + lines + "\nEND:" + component +
            "\nEND:VCALENDAR\n";
   }
+  /// reminders/<place>.ics
+  void todo(const std::string& place, const std::string& lines) const {
+    put("reminders/" + place + ".ics", file("VTODO", "UID:" + place + "\n" + lines));
+  }
 
   const std::filesystem::path home = directory / "tavro";
 };

@@ -1,15 +1,11 @@
 // Guards the reminder tools as an agent meets them: what they ask for, what a preview says, and that scripts and the
 // native store mean the same lists and reminders.
-#include "TavroCore/personal/ReminderTools.h"
 #include "tests/personal/PersonalDesk.h"
 
 namespace {
 
 class ReminderToolsTest : public PersonalDesk {
  protected:
-  void todo(const std::string& place, const std::string& lines) const {
-    put("reminders/" + place + ".ics", file("VTODO", "UID:" + place + "\n" + lines));
-  }
   static std::string call(const std::string& id, const std::string& args = "") {
     return callTool("reminder." + id, args);
   }

@@ -14,9 +14,6 @@ using testing::StartsWith;
 
 class RemindersServiceTest : public PersonalDesk {
  protected:
-  void todo(const std::string& place, const std::string& lines) const {
-    put("reminders/" + place + ".ics", file("VTODO", "UID:" + place + "\n" + lines));
-  }
   void title(const std::string& list, const std::string& displayName) const {
     put("reminders/" + list + "/displayname", displayName);
   }
