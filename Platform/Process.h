@@ -50,7 +50,7 @@ struct Command {
   std::optional<std::filesystem::path> log = std::nullopt;
   std::map<std::string, std::string> environment = {};  // set on top of our own
   std::optional<std::filesystem::path> directory = std::nullopt;
-  std::optional<std::chrono::milliseconds> limit = std::nullopt;  // then it is killed (SIGKILL); for `run`
+  std::optional<std::chrono::milliseconds> limit = std::nullopt;  // then it is killed (SIGKILL)
   bool ownPrivacyIdentity = false;  // the child answers for its own privacy permissions (macOS only)
 };
 
@@ -75,8 +75,8 @@ struct Result {
 Result run(const Command& command);
 
 /// Starts the command in a session of its own with its three standard handles on the null device, and
-/// returns when the program runs; `input` and the outputs' settings don't count. The child outlives us
-/// and is never a zombie of ours. Throws LaunchFailure as `run` does.
+/// returns when the program runs; the settings of input and outputs, and the limit, don't count. The child
+/// outlives us and is never a zombie of ours. Throws LaunchFailure as `run` does.
 void detach(const Command& command);
 
 /// Is a process of this id alive (a zombie is not)?
@@ -96,13 +96,14 @@ struct Seen {
   pid_t process = 0;
   std::string identity;
 };
+bool isAlive(const Seen& seen);
 
 /// The process and all that descend from it at this moment, parents first; empty where there is none of this id.
 std::vector<Seen> family(pid_t process);
-/// Asks them to end (SIGTERM).
+/// Asks them to end (SIGTERM); passes over ourselves, as `endAll` does.
 void terminateAll(const std::vector<Seen>& processes);
 /// Returns when all of these have ended; what is left of them after `patience` is killed (SIGKILL) in their
-/// order: no parent is to go on when its child has ended. Ourselves both pass over.
+/// order: no parent is to go on when its child has ended.
 void endAll(const std::vector<Seen>& processes, std::chrono::milliseconds patience);
 
 }  // namespace Process

@@ -1,4 +1,4 @@
-// A file descriptor that is closed with its owner. Private to Platform/posix.
+// A file descriptor that is closed with its owner. Private to Platform.
 #pragma once
 
 #include <unistd.h>

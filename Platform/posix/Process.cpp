@@ -13,13 +13,11 @@
 
 #include <algorithm>
 #include <array>
-#include <filesystem>
-#include <fstream>
 #include <system_error>
-#include <thread>
 
-#include "Platform/Text.h"
 #include "Platform/posix/Descriptor.h"
+#include "Platform/posix/Exec.h"
+#include "Platform/posix/PipeSignal.h"
 
 extern char** environ;
 
@@ -56,13 +54,6 @@ class Vectors {
   char* const* environment() const { return environmentPointers_.data(); }
 
  private:
-  static std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    for (std::string& text : texts) pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
-  }
-
   std::string program_;
   std::vector<std::string> arguments_;
   std::vector<std::string> environment_;
@@ -221,34 +212,6 @@ class Child {
   pid_t id_ = 0;
 };
 
-/// While it lives, a write to a pipe without a reader gives EPIPE and no signal, in this thread alone.
-class WithoutPipeSignal {
- public:
-  WithoutPipeSignal() {
-    sigemptyset(&pipeSignal_);
-    sigaddset(&pipeSignal_, SIGPIPE);
-    wasPending_ = isPending();
-    pthread_sigmask(SIG_BLOCK, &pipeSignal_, &before_);
-  }
-  ~WithoutPipeSignal() {
-    const timespec atOnce{};
-    if (!wasPending_ && isPending()) sigtimedwait(&pipeSignal_, nullptr, &atOnce);
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-  }
-  WithoutPipeSignal(const WithoutPipeSignal&) = delete;
-  WithoutPipeSignal& operator=(const WithoutPipeSignal&) = delete;
-
- private:
-  static bool isPending() {
-    sigset_t pending;
-    return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
-  }
-
-  sigset_t pipeSignal_;
-  sigset_t before_;
-  bool wasPending_ = false;
-};
-
 /// Takes what is there; closes the pipe at its end.
 void drain(Descriptor& pipe, std::string& into) {
   std::array<char, 65536> buffer;
@@ -322,18 +285,11 @@ void nullDeviceOnStandardHandles() {
   if (device > 2) close(device);
 }
 
-void defaultSignals() {
-  for (int number = 1; number < NSIG; ++number) signal(number, SIG_DFL);
-  sigset_t none;
-  sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
-}
-
 /// In the detached process. Between fork and exec another thread's locks may stand locked for good, so
 /// nothing here allocates. Returns the errno of what failed.
 int becomeProgram(const Command& command, const Vectors& vectors, int report) {
   setsid();
-  defaultSignals();
+  resetSignals();
   nullDeviceOnStandardHandles();
   close_range(3, static_cast<unsigned>(report) - 1, 0);
   close_range(static_cast<unsigned>(report) + 1, ~0U, 0);
@@ -393,93 +349,6 @@ void detach(const Command& command) {
   // The program's start closes the pipe without a word.
   const ssize_t told = uninterrupted([&] { return read(report.read.number(), &failure, sizeof failure); });
   if (told == sizeof failure) throw LaunchFailure(Stage::spawn, failure, command.program.native());
-}
-
-namespace {
-
-/// What /proc/<process>/stat holds behind the program's name (proc(5)): the state, the parent, ... Empty without /proc.
-std::vector<std::string> statistics(pid_t process) {
-  std::ifstream file(fmt::format("/proc/{}/stat", process));
-  std::string text{std::istreambuf_iterator<char>(file), {}};
-  const std::size_t name = text.rfind(')');  // a program's name may hold anything, ") Z" too
-  if (name == std::string::npos) return {};
-  return Text::split(Text::trim(std::string_view(text).substr(name + 1)), ' ');
-}
-
-}  // namespace
-
-bool isAlive(pid_t process) {
-  if (process <= 0 || (kill(process, 0) != 0 && errno == ESRCH)) return false;
-  const auto fields = statistics(process);
-  return fields.empty() ||
-         (fields.front() != "Z" && fields.front() != "X");  // without /proc the kernel's answer stands
-}
-
-bool isOurs(pid_t process) { return isAlive(process) && kill(process, 0) == 0; }
-
-void terminate(pid_t process) noexcept {
-  if (process > 0) kill(process, SIGTERM);  // 0 and below name groups
-}
-
-std::string identity(pid_t process) {
-  constexpr std::size_t startTime = 19;  // in clock ticks since the computer's start
-  const auto fields = statistics(process);
-  std::ifstream file("/proc/sys/kernel/random/boot_id");
-  std::string start;
-  if (fields.size() <= startTime || !std::getline(file, start)) return "";
-  return start + " " + fields[startTime];
-}
-
-namespace {
-
-/// Each parent with its children, all that there are.
-std::multimap<pid_t, pid_t> childrenByParent() {
-  std::multimap<pid_t, pid_t> children;
-  std::error_code failure;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc", failure)) {
-    const auto process = Text::parseInteger(entry.path().filename().native());
-    const auto fields = process ? statistics(static_cast<pid_t>(*process)) : std::vector<std::string>();
-    const auto parent = fields.size() > 1 ? Text::parseInteger(fields[1]) : std::nullopt;
-    if (parent) children.emplace(static_cast<pid_t>(*parent), static_cast<pid_t>(*process));
-  }
-  return children;
-}
-
-bool isStillThere(const Seen& seen) {
-  return seen.process != getpid() && isAlive(seen.process) && identity(seen.process) == seen.identity;
-}
-
-void signalAll(const std::vector<Seen>& processes, int number) {
-  for (const Seen& seen : processes) {
-    if (isStillThere(seen)) kill(seen.process, number);
-  }
-}
-
-void waitForAll(const std::vector<Seen>& processes, std::chrono::milliseconds patience) {
-  const auto deadline = Clock::now() + patience;
-  while (std::ranges::any_of(processes, isStillThere) && Clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-}
-
-}  // namespace
-
-std::vector<Seen> family(pid_t process) {
-  const auto children = childrenByParent();
-  std::vector<Seen> all = {{process, identity(process)}};
-  if (all.front().identity.empty()) return {};
-  for (std::size_t at = 0; at < all.size(); ++at) {
-    const auto [begin, end] = children.equal_range(all[at].process);
-    std::for_each(begin, end, [&](const auto& child) { all.push_back({child.second, identity(child.second)}); });
-  }
-  return all;
-}
-
-void terminateAll(const std::vector<Seen>& processes) { signalAll(processes, SIGTERM); }
-
-void endAll(const std::vector<Seen>& processes, std::chrono::milliseconds patience) {
-  waitForAll(processes, patience);
-  signalAll(processes, SIGKILL);
-  waitForAll(processes, std::chrono::seconds(1));  // the kernel takes a moment
 }
 
 }  // namespace Process

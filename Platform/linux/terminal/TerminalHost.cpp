@@ -27,6 +27,7 @@
 #include "Platform/Text.h"
 #include "Platform/linux/terminal/TerminalSession.h"
 #include "Platform/posix/Descriptor.h"
+#include "Platform/posix/Exec.h"
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
@@ -133,25 +134,15 @@ void takeVariables(const std::map<std::string, std::string>& variables) {
   for (const auto& [name, value] : variables) setenv(name.c_str(), value.c_str(), 1);
 }
 
-void defaultSignals() {
-  for (int number = 1; number < NSIG; ++number) signal(number, SIG_DFL);
-  sigset_t none;
-  sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
-}
-
-[[noreturn]] void become(const Start& start, const std::string& terminal) {
+[[noreturn]] void become(Start start, const std::string& terminal) {
   setsid();
   const int side = ::open(terminal.c_str(), O_RDWR);
   ioctl(side, TIOCSCTTY, 0);
   for (int handle = 0; handle < 3; ++handle) dup2(side, handle);
   close_range(3, ~0U, 0);
-  defaultSignals();
+  resetSignals();
   static_cast<void>(!::chdir(Environment::home().c_str()));
-  std::vector<char*> words;
-  for (const auto& word : start.words) words.push_back(const_cast<char*>(word.c_str()));
-  words.push_back(nullptr);
-  execv(start.program.c_str(), words.data());
+  execv(start.program.c_str(), pointersTo(start.words).data());
   dprintf(STDERR_FILENO, "%s could not be started: %s\r\n", start.program.c_str(), strerror(errno));
   _exit(127);
 }

@@ -3,9 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/stat.h>
-#include <sys/types.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -23,6 +20,8 @@
 #include "Platform/Uuid.h"
 #include "Platform/linux/terminal/ProcessTree.h"
 #include "Platform/linux/terminal/TerminalEmulator.h"
+#include "Platform/posix/Descriptor.h"
+#include "Platform/posix/PipeSignal.h"
 
 extern char** environ;
 
@@ -84,10 +83,7 @@ std::optional<TerminalSession> told(const fs::path& directory) {
                          .window = field<std::uint32_t>(*text, "window")};
 }
 
-bool lives(const TerminalSession& session) {
-  return !session.identity.empty() && Process::isAlive(session.process) &&
-         Process::identity(session.process) == session.identity;
-}
+bool lives(const TerminalSession& session) { return Process::isAlive({session.process, session.identity}); }
 
 void discard(const fs::path& directory) {
   try {
@@ -129,48 +125,19 @@ fs::path prepared(const Request& request, const std::string& id) {
 
 // ---- The pipe
 
-class IgnoredPipeSignal {
- public:
-  IgnoredPipeSignal() {
-    struct sigaction ignored {};
-    ignored.sa_handler = SIG_IGN;
-    sigaction(SIGPIPE, &ignored, &before_);
+/// False when nobody takes it in time.
+bool write(const Descriptor& pipe, std::string_view text) {
+  const WithoutPipeSignal guard;
+  for (const auto end = Clock::now() + taking; !text.empty();) {
+    const auto written = ::write(pipe.number(), text.data(), text.size());
+    if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
+    if (written < 0 && errno != EAGAIN && errno != EINTR) return false;
+    if (Clock::now() > end) return false;
+    pollfd space{pipe.number(), POLLOUT, 0};
+    if (!text.empty()) ::poll(&space, 1, 100);
   }
-  ~IgnoredPipeSignal() { sigaction(SIGPIPE, &before_, nullptr); }
-  IgnoredPipeSignal(const IgnoredPipeSignal&) = delete;
-  IgnoredPipeSignal& operator=(const IgnoredPipeSignal&) = delete;
-
- private:
-  struct sigaction before_ {};
-};
-
-class Pipe {
- public:
-  explicit Pipe(const fs::path& path) : number_(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)) {}
-  ~Pipe() {
-    if (number_ >= 0) ::close(number_);
-  }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
-
-  bool isOpen() const { return number_ >= 0; }
-
-  /// False when nobody takes it in time.
-  bool write(std::string_view text) const {
-    for (const auto end = Clock::now() + taking; !text.empty();) {
-      const auto written = ::write(number_, text.data(), text.size());
-      if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
-      if (written < 0 && errno != EAGAIN && errno != EINTR) return false;
-      if (Clock::now() > end) return false;
-      pollfd space{number_, POLLOUT, 0};
-      if (!text.empty()) ::poll(&space, 1, 100);
-    }
-    return true;
-  }
-
- private:
-  int number_;
-};
+  return true;
+}
 
 void signalTo(const TerminalSession& session, int number) {
   if (lives(session)) ::kill(session.process, number);
@@ -211,10 +178,9 @@ TerminalSession open(const Request& request) {
 }
 
 void type(const TerminalSession& session, std::string_view text) {
-  const IgnoredPipeSignal ignored;
-  const Pipe pipe(inputPipe(directoryOf(session)));
+  const Descriptor pipe(::open(inputPipe(directoryOf(session)).c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
   if (!pipe.isOpen() || !isThere(session)) throw Error("The session has ended.");
-  if (!pipe.write(text)) throw Error("The session takes no text.");
+  if (!write(pipe, text)) throw Error("The session takes no text.");
 }
 
 bool close(const TerminalSession& session) {

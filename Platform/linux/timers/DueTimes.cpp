@@ -3,7 +3,8 @@
 #include <time.h>
 
 #include <algorithm>
-#include <fstream>
+
+#include "Platform/linux/Proc.h"
 
 namespace {
 
@@ -16,11 +17,13 @@ using std::chrono::year_month_day;
 
 constexpr auto longestCorrection = 3h;
 
-Instant midnight(sys_days date) {
+Instant at(sys_days date, int hour, int minute) {
   const year_month_day day(date);
   return Dates::fromLocal({.year = int(day.year()),
                            .month = static_cast<int>(unsigned(day.month())),
-                           .day = static_cast<int>(unsigned(day.day()))});
+                           .day = static_cast<int>(unsigned(day.day())),
+                           .hour = hour,
+                           .minute = minute});
 }
 
 bool isOn(const CalendarTime& time, sys_days date) {
@@ -34,23 +37,17 @@ bool isOn(const CalendarTime& time, sys_days date) {
 
 /// An hour that the clock shows twice counts once, and one that it skips counts later.
 std::optional<Instant> inFixedHour(const CalendarTime& time, sys_days date, Instant after) {
-  const year_month_day day(date);
-  for (int minute = time.minute.value_or(0); minute <= time.minute.value_or(59); ++minute) {
-    const auto at = Dates::fromLocal({.year = int(day.year()),
-                                      .month = static_cast<int>(unsigned(day.month())),
-                                      .day = static_cast<int>(unsigned(day.day())),
-                                      .hour = *time.hour,
-                                      .minute = minute});
-    if (at > after) return at;
-  }
+  for (int minute = time.minute.value_or(0); minute <= time.minute.value_or(59); ++minute)
+    if (const auto instant = at(date, *time.hour, minute); instant > after) return instant;
   return std::nullopt;
 }
 
 /// Hours as they pass: one that the clock shows twice counts twice.
 std::optional<Instant> inEveryHour(const CalendarTime& time, sys_days date, Instant after) {
-  const auto end = midnight(date + std::chrono::days(1));
-  for (auto at = std::max(midnight(date), Instant(std::chrono::floor<minutes>(after)) + 1min); at < end; at += 1min)
-    if (!time.minute || Dates::local(at).minute == *time.minute) return at;
+  const auto end = at(date + std::chrono::days(1), 0, 0);
+  auto instant = std::max(at(date, 0, 0), Instant(std::chrono::floor<minutes>(after)) + 1min);
+  for (; instant < end; instant += 1min)
+    if (!time.minute || Dates::local(instant).minute == *time.minute) return instant;
   return std::nullopt;
 }
 
@@ -61,8 +58,8 @@ std::optional<Instant> next(const CalendarTime& time, Instant after) {
   // From the day before on, as a time that was skipped at its end may come today.
   for (auto date = today - std::chrono::days(1); date < today + tenYears; date += std::chrono::days(1)) {
     if (!isOn(time, date)) continue;
-    const auto at = time.hour ? inFixedHour(time, date, after) : inEveryHour(time, date, after);
-    if (at) return at;
+    const auto found = time.hour ? inFixedHour(time, date, after) : inEveryHour(time, date, after);
+    if (found) return found;
   }
   return std::nullopt;
 }
@@ -93,9 +90,8 @@ Moment onPresentClocks(const LaunchJob& job, Moment handled, const Moment& now) 
 Moment Moment::now() {
   timespec sinceStart{};
   ::clock_gettime(CLOCK_BOOTTIME, &sinceStart);
-  Moment moment{Dates::now(), std::chrono::seconds(sinceStart.tv_sec) + microseconds(sinceStart.tv_nsec / 1000), ""};
-  std::ifstream("/proc/sys/kernel/random/boot_id") >> moment.bootId;
-  return moment;
+  const auto boot = std::chrono::seconds(sinceStart.tv_sec) + microseconds(sinceStart.tv_nsec / 1000);
+  return {Dates::now(), boot, Proc::bootId()};
 }
 
 std::optional<Instant> DueTimes::next(const std::vector<CalendarTime>& times, Instant after) {

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <linux/close_range.h>
-#include <signal.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 
 #include "Platform/Error.h"
 #include "Platform/posix/Descriptor.h"
+#include "Platform/posix/Exec.h"
 
 namespace {
 
@@ -35,24 +35,10 @@ void connectHandles(const LaunchJob& job) {
   ::close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);
 }
 
-void resetSignals() {
-  for (int number = 1; number < NSIG; ++number) ::signal(number, SIG_DFL);
-  sigset_t none;
-  ::sigemptyset(&none);
-  ::sigprocmask(SIG_SETMASK, &none, nullptr);
-}
-
 string directoryOf(const LaunchJob& job, const JobEnvironment::Variables& variables) {
   if (job.directory) return *job.directory;
   const auto home = variables.find("HOME");
   return home == variables.end() ? "/" : home->second;
-}
-
-std::vector<char*> pointersTo(std::vector<string>& texts) {
-  std::vector<char*> pointers;
-  for (auto& text : texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
 }
 
 [[noreturn]] void fail(const char* what, const string& object) {

@@ -14,7 +14,6 @@
 #include <vector>
 
 #include "Platform/Files.h"
-#include "Platform/Process.h"
 #include "Platform/linux/timers/JobStart.h"
 
 namespace {

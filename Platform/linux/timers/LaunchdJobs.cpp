@@ -9,7 +9,6 @@
 #include "Platform/Desktop.h"
 #include "Platform/Files.h"
 #include "Platform/Json.h"
-#include "Platform/Process.h"
 #include "Platform/Program.h"
 #include "Platform/Uuid.h"
 #include "Platform/linux/timers/Autostart.h"
@@ -113,9 +112,7 @@ void keepAutostartInStep() {
 
 LaunchdState LaunchdState::of(const LaunchdJob& job) { return {.load = job.load, .handled = job.loaded}; }
 
-bool LaunchdState::isRunning() const {
-  return child && Process::isAlive(child->process) && Process::identity(child->process) == child->identity;
-}
+bool LaunchdState::isRunning() const { return child && Process::isAlive(*child); }
 
 path LaunchdJobs::directory() { return Desktop::root() / "launchd"; }
 path LaunchdJobs::jobsDirectory() { return directory() / "jobs"; }

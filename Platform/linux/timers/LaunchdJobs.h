@@ -9,8 +9,6 @@
 // A name is the job's label (JobName). A file that can't be read costs that job only.
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <filesystem>
 #include <optional>
@@ -18,6 +16,7 @@
 #include <vector>
 
 #include "Platform/FileLock.h"
+#include "Platform/Process.h"
 #include "Platform/linux/timers/DueTimes.h"
 #include "Platform/linux/timers/JobEnvironment.h"
 #include "Platform/linux/timers/JobReport.h"
@@ -31,17 +30,12 @@ struct LaunchdJob {
 };
 
 struct LaunchdState {
-  struct Child {
-    pid_t process = 0;
-    std::string identity;  // Process::identity, as the number alone may be another's by now
-  };
-
   std::string load;  // of the job that the rest is about, but for `child`
   Moment handled;
   std::string startedIn = {};  // the computer's start in which a job with RunAtLoad was started
   long long runs = 0;
-  std::optional<int> lastStatus = std::nullopt;  // as JobReport has it
-  std::optional<Child> child = std::nullopt;     // a run in progress, of an earlier load too
+  std::optional<int> lastStatus = std::nullopt;       // as JobReport has it
+  std::optional<Process::Seen> child = std::nullopt;  // a run in progress, of an earlier load too
 
   /// Of a job that was just loaded.
   static LaunchdState of(const LaunchdJob& job);
