@@ -34,9 +34,10 @@ std::filesystem::path expandTilde(std::string_view text);
 /// Where short-lived files go: TMPDIR, else /tmp.
 std::filesystem::path temporaryDirectory();
 
-/// Per-user data of applications: XDG_DATA_HOME when it is an absolute path, else ~/.local/share
-/// (XDG Base Directory Specification 0.8).
+/// Per-user data and settings of applications: XDG_DATA_HOME and XDG_CONFIG_HOME when they are absolute paths, else
+/// ~/.local/share and ~/.config (XDG Base Directory Specification 0.8).
 std::filesystem::path userDataDirectory();
+std::filesystem::path userConfigDirectory();
 
 /// The number of the user that we run for.
 unsigned userId();

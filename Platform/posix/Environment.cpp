@@ -20,6 +20,11 @@ std::optional<std::string> homeOfTheUserDatabase() {
   return found->pw_dir;
 }
 
+std::filesystem::path userDirectory(const char* variable, const char* below) {
+  const auto chosen = value(variable);
+  return chosen && chosen->front() == '/' ? std::filesystem::path(*chosen) : home() / below;
+}
+
 }  // namespace
 
 std::optional<std::string> value(const char* name) {
@@ -53,11 +58,8 @@ std::filesystem::path expandTilde(std::string_view text) {
 
 std::filesystem::path temporaryDirectory() { return value("TMPDIR").value_or("/tmp"); }
 
-std::filesystem::path userDataDirectory() {
-  const auto variable = value("XDG_DATA_HOME");
-  if (variable && variable->front() == '/') return *variable;
-  return home() / ".local/share";
-}
+std::filesystem::path userDataDirectory() { return userDirectory("XDG_DATA_HOME", ".local/share"); }
+std::filesystem::path userConfigDirectory() { return userDirectory("XDG_CONFIG_HOME", ".config"); }
 
 unsigned userId() { return getuid(); }
 

@@ -5,14 +5,14 @@
 #include <string>
 
 #include "Platform/Desktop.h"
+#include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Program.h"
 #include "Platform/Text.h"
-#include "Platform/linux/timers/ConfigDirectory.h"
 
 namespace {
 
-std::filesystem::path file() { return ConfigDirectory::path() / "autostart/tavro-launchd.desktop"; }
+std::filesystem::path file() { return Environment::userConfigDirectory() / "autostart/tavro-launchd.desktop"; }
 
 /// An argument of an Exec line (Desktop Entry Specification): escaped for its quotes, then as a text of the file, in
 /// which a backslash is two; "%" is a field code.

@@ -5,12 +5,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Process.h"
 #include "Platform/Text.h"
-#include "Platform/linux/timers/ConfigDirectory.h"
 #include "Platform/linux/timers/SystemdUnits.h"
 
 namespace {
@@ -18,7 +18,7 @@ namespace {
 using std::string;
 using std::filesystem::path;
 
-path unitDirectory() { return ConfigDirectory::path() / "systemd/user"; }
+path unitDirectory() { return Environment::userConfigDirectory() / "systemd/user"; }
 path servicePath(const string& label) { return unitDirectory() / (JobName::escaped(label) + ".service"); }
 string timerName(const string& label) { return JobName::escaped(label) + ".timer"; }
 path timerPath(const string& label) { return unitDirectory() / timerName(label); }
@@ -33,10 +33,16 @@ std::map<string, string> sessionVariables() {
 }
 
 /// A manager that doesn't answer mustn't hold us up for good.
-Process::Result systemctl(const std::vector<string>& words) {
-  std::vector<string> arguments = {"--kill-after=2", "10", "systemctl", "--user", "--no-pager", "--no-ask-password"};
+Process::Result systemctl(const std::vector<string>& words) try {
+  std::vector<string> arguments = {"--user", "--no-pager", "--no-ask-password"};
   arguments.insert(arguments.end(), words.begin(), words.end());
-  return Process::run({.program = "timeout", .arguments = arguments, .input = "", .environment = sessionVariables()});
+  return Process::run({.program = "systemctl",
+                       .arguments = arguments,
+                       .input = "",
+                       .environment = sessionVariables(),
+                       .limit = std::chrono::seconds(10)});
+} catch (const Process::LaunchFailure& failure) {  // a computer without systemd
+  return {.status = {.exited = true, .code = 127}, .output = "", .errors = failure.description()};
 }
 
 void require(const std::vector<string>& words) {
@@ -71,28 +77,25 @@ JobReport report(const LaunchJob& job) {
   JobReport report{.job = job, .manager = "systemd"};
   const auto shown = systemctl({"show", "--property=MainPID", "--property=ExecMainStatus", "--property=ExecMainCode",
                                 "--", servicePath(job.label).filename()});
-  bool bySignal = false;
+  long long code = 0, status = 0;
   for (const auto line : Text::lines(shown.output)) {
     const auto value = Text::parseInteger(line.substr(std::min(line.size(), line.find('=') + 1))).value_or(0);
     if (line.starts_with("MainPID=") && value > 0) report.process = static_cast<pid_t>(value);
-    if (line.starts_with("ExecMainCode=")) bySignal = value == CLD_KILLED || value == CLD_DUMPED;
-    if (line.starts_with("ExecMainStatus=")) report.lastStatus = static_cast<int>(value);
+    if (line.starts_with("ExecMainCode=")) code = value;
+    if (line.starts_with("ExecMainStatus=")) status = value;
   }
-  if (bySignal && report.lastStatus) report.lastStatus = -*report.lastStatus;
+  if (code != 0) report.lastStatus = static_cast<int>(code == CLD_EXITED ? status : -status);  // else none has ended
   return report;
 }
 
 }  // namespace
 
 bool UserManager::answers() {
-  try {
-    const auto shown = systemctl({"show", "--property=Version", "--property=UnitPath"});
-    if (!shown.status.ok()) return false;
-    // One of another home, as in a test, has no use for our units.
-    for (const auto line : Text::lines(shown.output))
-      if (line.starts_with("UnitPath=")) return namesPath(string(line.substr(9)), unitDirectory());
-  } catch (const Process::LaunchFailure&) {
-  }
+  const auto shown = systemctl({"show", "--property=UnitPath"});
+  if (!shown.status.ok()) return false;
+  // One of another home, as in a test, has no use for our units.
+  for (const auto line : Text::lines(shown.output))
+    if (line.starts_with("UnitPath=")) return namesPath(string(line.substr(9)), unitDirectory());
   return false;
 }
 
