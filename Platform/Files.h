@@ -45,7 +45,7 @@ void replace(const std::filesystem::path& path, std::string_view bytes, mode_t m
 
 /// Writes over the file in place, keeping its inode, owner and links. The space is reserved before
 /// the first byte changes, so a full disk leaves the old bytes (on file systems that can reserve); a
-/// crash in the middle may not. Flushed to the disk when it returns.
+/// crash in the middle may not. Flushed to the disk when it returns. A pipe is refused.
 void overwrite(const std::filesystem::path& path, std::string_view bytes, mode_t mode = 0600);
 
 /// Whether a file outlives a power cut, or is too short-lived to wait for the disk.

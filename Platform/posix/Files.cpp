@@ -40,12 +40,14 @@ struct Task {
 };
 
 /// The system would read a path up to its first NUL byte only, and so reach another file.
+bool holdsNul(const fs::path& path) { return path.native().find('\0') != std::string::npos; }
+
 void refuseNul(const Task& task, const fs::path& path) {
-  if (path.native().find('\0') != std::string::npos) task.fail(EINVAL);
+  if (holdsNul(path)) task.fail(EINVAL);
 }
 
 Descriptor openFile(const fs::path& path, int flags, mode_t mode = 0) {
-  if (path.native().find('\0') != std::string::npos) {
+  if (holdsNul(path)) {
     errno = EINVAL;
     return Descriptor();
   }
@@ -58,6 +60,12 @@ std::optional<struct stat> entryAt(const fs::path& path) {
   struct stat entry {};
   if (lstat(path.c_str(), &entry) != 0) return std::nullopt;
   return entry;
+}
+
+/// Of what the path leads to, links followed; 0 where there is nothing.
+mode_t modeAt(const fs::path& path) noexcept {
+  struct stat entry {};
+  return !holdsNul(path) && stat(path.c_str(), &entry) == 0 ? entry.st_mode : 0;
 }
 
 void writeAll(const Task& task, const Descriptor& file, std::string_view bytes) {
@@ -305,7 +313,7 @@ void replace(const fs::path& path, std::string_view bytes, mode_t mode) {
 
 void overwrite(const fs::path& path, std::string_view bytes, mode_t mode) {
   const Task task{"write", path};
-  Descriptor file = openFile(path, O_WRONLY);
+  Descriptor file = openFile(path, O_WRONLY | O_NONBLOCK);  // a pipe would keep us waiting for its reader
   const bool isNew = !file.isOpen() && errno == ENOENT;
   if (isNew) file = openFile(path, O_WRONLY | O_CREAT, mode);
   task.check(file.isOpen());
@@ -383,21 +391,9 @@ std::vector<std::string> listIfPossible(const fs::path& directory) noexcept {
   }
 }
 
-bool exists(const fs::path& path) noexcept {
-  struct stat entry {};
-  return path.native().find('\0') == std::string::npos && stat(path.c_str(), &entry) == 0;
-}
-
-bool isDirectory(const fs::path& path) noexcept {
-  struct stat entry {};
-  return path.native().find('\0') == std::string::npos && stat(path.c_str(), &entry) == 0 && S_ISDIR(entry.st_mode);
-}
-
-bool isExecutable(const fs::path& path) noexcept {
-  struct stat entry {};
-  return path.native().find('\0') == std::string::npos && stat(path.c_str(), &entry) == 0 && S_ISREG(entry.st_mode) &&
-         access(path.c_str(), X_OK) == 0;
-}
+bool exists(const fs::path& path) noexcept { return modeAt(path) != 0; }
+bool isDirectory(const fs::path& path) noexcept { return S_ISDIR(modeAt(path)); }
+bool isExecutable(const fs::path& path) noexcept { return S_ISREG(modeAt(path)) && access(path.c_str(), X_OK) == 0; }
 
 void copy(const fs::path& from, const fs::path& to) {
   const Task task{"copy", from};
@@ -448,8 +444,7 @@ bool remove(const fs::path& path) {
 }
 
 fs::path temporaryName(const fs::path& directory, std::string_view stem, std::string_view extension) {
-  const std::string_view point = extension.empty() || extension.front() == '.' ? "" : ".";
-  return directory / fmt::format("{}-{}{}{}", stem, Uuid::random(), point, extension);
+  return directory / fmt::format("{}-{}.{}", stem, Uuid::random(), extension);
 }
 
 }  // namespace Files
