@@ -1,7 +1,7 @@
 // The directory that the programs and their resources are installed in:
 //
 //   <bundle>/tavro-mcp  <bundle>/tavro -> Contents/Helpers/tavro
-//   <bundle>/Contents/{Helpers,Desktop,Resources}/
+//   <bundle>/Contents/{Helpers,Desktop,PlugIns,Resources}/
 #pragma once
 
 #include <filesystem>

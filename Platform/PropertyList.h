@@ -14,7 +14,9 @@ namespace PropertyList {
 constexpr std::size_t sizeLimit = 1'000'000;
 constexpr std::size_t containerLimit = 4096;  // arrays and dictionaries
 
-/// Throws Error for null, and where the library isn't there.
+// Both throw Error where the library isn't there.
+
+/// Throws Error for null.
 std::string xml(const Json& value);
 /// Nothing for what is no such list, a binary one too, for one that is larger than the limits say, or nests deeper than
 /// JsonText::depthLimit.

@@ -1,5 +1,5 @@
-// Parts of the platform that need large libraries (OpenSSL, libsecret, libical) lie in modules of their own, loaded
-// when they are first asked for: most of an agent's sessions never are, and each library costs the server's start.
+// Parts of the platform that need large libraries (plugins/) lie in modules of their own, loaded when they are first
+// asked for: most of an agent's sessions never ask, and each library costs the server's start.
 #pragma once
 
 #include <string>
