@@ -5,13 +5,12 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <functional>
 #include <string>
 
 #include "bench/Command.h"
+#include "bench/Scratch.h"
 
 /// Out of the system's cache, as after a restart.
 inline void forget(const std::filesystem::path& store) {
@@ -34,25 +33,13 @@ inline void row(const std::string& what, const Cost& figure, double goal = 0) {
 }
 
 /// For main: measures on a desktop and a home in a directory of their own. argv: the directory of the programs.
-inline int measureInScratch(
+inline int measureStore(
     int argc, char** argv,
     const std::function<void(const std::filesystem::path& programs, const std::filesystem::path& scratch)>& measure) {
   if (argc != 2) {
     fmt::print(stderr, "usage: {} PROGRAMS\n", argv[0]);
     return 2;
   }
-  std::string scratch = (std::filesystem::temp_directory_path() / "tavro-bench-XXXXXX").string();
-  if (!mkdtemp(scratch.data())) return 1;
-  setenv("TAVRO_HOME", (scratch + "/home").c_str(), 1);
-  setenv("TAVRO_DESKTOP", (scratch + "/desktop").c_str(), 1);
-  setenv("HOME", scratch.c_str(), 1);
-  int status = 0;
-  try {
-    measure(std::filesystem::absolute(argv[1]), scratch);
-  } catch (const std::exception& failure) {
-    fmt::print(stderr, "bench: {}\n", failure.what());
-    status = 1;
-  }
-  std::filesystem::remove_all(scratch);
-  return status;
+  const auto programs = std::filesystem::absolute(argv[1]);
+  return measureInScratch([&](const auto& scratch) { measure(programs, scratch); });
 }

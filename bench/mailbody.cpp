@@ -3,18 +3,15 @@
 #include "TavroCore/mail/MailBody.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "bench/Command.h"
+#include "bench/Scratch.h"
 
 namespace {
 
@@ -68,16 +65,5 @@ int main(int argc, char** argv) {
     clean(argv[1]);
     return 0;
   }
-  std::string scratch = (fs::temp_directory_path() / "tavro-bench-XXXXXX").string();
-  if (!mkdtemp(scratch.data())) return 1;
-  setenv("HOME", scratch.c_str(), 1);
-  int status = 0;
-  try {
-    measure(scratch);
-  } catch (const std::exception& failure) {
-    fmt::print(stderr, "bench: {}\n", failure.what());
-    status = 1;
-  }
-  fs::remove_all(scratch);
-  return status;
+  return measureInScratch(measure);
 }

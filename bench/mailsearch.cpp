@@ -67,4 +67,4 @@ void measure(const fs::path& programs, const fs::path& scratch) {
 
 }  // namespace
 
-int main(int argc, char** argv) { return measureInScratch(argc, argv, measure); }
+int main(int argc, char** argv) { return measureStore(argc, argv, measure); }

@@ -8,15 +8,15 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "bench/Scratch.h"
 
 namespace {
 
@@ -157,15 +157,16 @@ std::pair<double, double> compareStarts(const std::string& ours, const std::vect
   return {median(oursTimes), median(floorTimes)};
 }
 
-void addRules(const fs::path& file, const std::string& pattern, int count) {
+/// Deny rules: a single one fits every call that we make, many fit none.
+void addRules(const fs::path& file, int count) {
   sqlite3* database = nullptr;
   if (sqlite3_open(file.c_str(), &database) != SQLITE_OK) throw std::runtime_error("no database");
   sqlite3_exec(database, "BEGIN", nullptr, nullptr, nullptr);
   for (int i = 0; i < count; ++i) {
     const std::string sql = fmt::format(
-        "INSERT INTO policy_rules VALUES ('{0} {6} {1:07}', 1, NULL, '{0}', '{{\"path\":\"{2}\"}}', 'deny', 'user', "
-        "'2026-03-14T{3:02}:{4:02}:{5:02}Z')",
-        pattern, i, count == 1 ? "/" : "nowhere" + std::to_string(i), i / 3600, i / 60 % 60, i % 60, count);
+        "INSERT INTO policy_rules VALUES ('{} {:07}', 1, NULL, 'finder.*', '{{\"path\":\"{}\"}}', 'deny', 'user', "
+        "'2026-03-14T{:02}:{:02}:{:02}Z')",
+        count, i, count == 1 ? "/" : "nowhere" + std::to_string(i), i / 3600, i / 60 % 60, i % 60);
     if (sqlite3_exec(database, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
       throw std::runtime_error("no rule");
   }
@@ -218,7 +219,7 @@ void measure(const fs::path& programs, const fs::path& floors, const fs::path& s
 
   // A refused call is audited and does nothing else.
   child.ask(request("tools/call", R"({"name":"how_it_works"})"));
-  addRules(database, "finder.*", 1);
+  addRules(database, 1);
   Child insertFloor({floors / "floor_insert", scratch / "floor.sqlite", R"({"path":"/tmp/x"})"});
   const Pair audited = compare(child, insertFloor, call, 11, 100);
   row("CPU per audited call", us(audited.ours.cpu), us(audited.floor.cpu), audited.ours.cpu / audited.floor.cpu, 1.25,
@@ -226,7 +227,7 @@ void measure(const fs::path& programs, const fs::path& floors, const fs::path& s
   row("wall time per audited call", us(audited.ours.wall), us(audited.floor.wall),
       audited.ours.wall / audited.floor.wall, 1.25, " x");
 
-  addRules(database, "finder.*", 10'000);
+  addRules(database, 10'000);
   const Pair ruled = compare(child, insertFloor, call, 11, 50);
   const double more = (ruled.ours.cpu - ruled.floor.cpu) - (audited.ours.cpu - audited.floor.cpu);
   row("10,000 rules, more CPU per call", us(ruled.ours.cpu), us(audited.ours.cpu), more / 1000, 3, "ms");
@@ -239,16 +240,6 @@ int main(int argc, char** argv) {
     fmt::print(stderr, "usage: measure PROGRAMS FLOORS\n");
     return 2;
   }
-  std::string scratch = (fs::temp_directory_path() / "tavro-bench-XXXXXX").string();
-  if (!mkdtemp(scratch.data())) return 1;
-  setenv("TAVRO_HOME", (fs::path(scratch) / "home").c_str(), 1);
-  setenv("HOME", scratch.c_str(), 1);
-  try {
-    measure(fs::absolute(argv[1]), fs::absolute(argv[2]), scratch);
-    fs::remove_all(scratch);
-  } catch (const std::exception& failure) {
-    fs::remove_all(scratch);
-    fmt::print(stderr, "bench: {}\n", failure.what());
-    return 1;
-  }
+  const fs::path programs = fs::absolute(argv[1]), floors = fs::absolute(argv[2]);
+  return measureInScratch([&](const fs::path& scratch) { measure(programs, floors, scratch); });
 }
