@@ -212,7 +212,7 @@ service anvil {
   TemporaryDirectory directory_;
   std::string allMail_;
   Certificate certificate_;
-  ScopedVariable trust_;
+  Environment::Setting trust_;
   std::uint16_t port_ = 0;
   pid_t server_ = -1;
   int delivered_ = 0;

@@ -42,7 +42,7 @@ class IMAPClientTest : public testing::Test {
  protected:
   TemporaryDirectory directory_;
   Certificate certificate_{directory_.path()};
-  ScopedVariable trust_{"SSL_CERT_FILE", certificate_.file.c_str()};
+  Environment::Setting trust_{"SSL_CERT_FILE", certificate_.file.c_str()};
 };
 
 TEST(IMAPClientAndDovecot, archivingMovesTheNamedMessagesAndNoOther) {

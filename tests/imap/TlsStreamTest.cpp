@@ -32,7 +32,7 @@ std::string connecting(const std::string& host, std::uint16_t port, Limit limit 
 class TlsStreamTest : public testing::Test {
  protected:
   TemporaryDirectory directory_;
-  ScopedVariable trust_{"SSL_CERT_FILE", (directory_ / "certificate.pem").c_str()};
+  Environment::Setting trust_{"SSL_CERT_FILE", (directory_ / "certificate.pem").c_str()};
 };
 
 TEST_F(TlsStreamTest, onlyATrustedCertificateThatIsMadeOutToTheHostWillDo) {
@@ -59,7 +59,7 @@ TEST_F(TlsStreamTest, onlyATrustedCertificateThatIsMadeOutToTheHostWillDo) {
 
 TEST_F(TlsStreamTest, aCertificateThatNobodyTrustsIsRefused) {
   const Certificate certificate(directory_.path());
-  const ScopedVariable nobody("SSL_CERT_FILE", "/dev/null");
+  const Environment::Setting nobody("SSL_CERT_FILE", "/dev/null");
   FakeServer server(certificate);
   EXPECT_EQ(connecting("localhost", server.port()), "self-signed certificate");
 }

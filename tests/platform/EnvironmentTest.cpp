@@ -1,4 +1,4 @@
-// Guards where things are looked for: the home, the programs, the bundle.
+// Guards where things are looked for: the home, the programs.
 #include <gtest/gtest.h>
 
 #include "Platform/Bundle.h"
@@ -10,26 +10,26 @@
 namespace {
 
 TEST(Environment, theHomeIsNeverEmptyAndTheTildeStandsForIt) {
-  const ScopedVariable set("HOME", "/home/someone");
+  const Environment::Setting set("HOME", "/home/someone");
   EXPECT_EQ(Environment::expandTilde("~"), "/home/someone");
   EXPECT_EQ(Environment::expandTilde("~//a b"), "/home/someone/a b");
   for (const char* text : {"~name/a", "a/~", "", "/abs"}) EXPECT_EQ(Environment::expandTilde(text), text);
-  const ScopedVariable empty("HOME", "");
+  const Environment::Setting empty("HOME", "");
   EXPECT_EQ(Environment::value("HOME"), std::nullopt);
   EXPECT_TRUE(Environment::home().is_absolute());
 }
 
 TEST(Environment, aRelativeDataDirectoryIsPassedOver) {
-  const ScopedVariable home("HOME", "/home/someone");
-  const ScopedVariable relative("XDG_DATA_HOME", "data");
+  const Environment::Setting home("HOME", "/home/someone");
+  const Environment::Setting relative("XDG_DATA_HOME", "data");
   EXPECT_EQ(Environment::userDataDirectory(), "/home/someone/.local/share");
-  const ScopedVariable absolute("XDG_DATA_HOME", "/data");
+  const Environment::Setting absolute("XDG_DATA_HOME", "/data");
   EXPECT_EQ(Environment::userDataDirectory(), "/data");
 }
 
 TEST(Program, theOwnersChoiceComesFirstIfItCanRun) {
   const TemporaryDirectory folder;
-  const ScopedVariable chosen("TAVRO_PLATFORM_BIN", folder.path().c_str());
+  const Environment::Setting chosen("TAVRO_PLATFORM_BIN", folder.path());
   const auto otherwise = Platform::program("osascript");
   EXPECT_TRUE(otherwise == "/usr/bin/osascript" || otherwise == Bundle::url() / "Contents/Desktop/osascript");
   Files::replace(folder / "osascript", "#!/bin/sh\n", 0600);
@@ -37,11 +37,6 @@ TEST(Program, theOwnersChoiceComesFirstIfItCanRun) {
   Files::setMode(folder / "osascript", 0700);
   EXPECT_EQ(Platform::program("osascript"), folder / "osascript");
   EXPECT_EQ(Platform::program("no-such-program"), "/usr/bin/no-such-program");
-}
-
-TEST(Bundle, isWhereTheRunningProgramLies) {
-  EXPECT_EQ(Bundle::url(), std::filesystem::canonical("/proc/self/exe").parent_path());
-  EXPECT_EQ(Bundle::resource("user-guide.md"), Bundle::url() / "Contents/Resources/user-guide.md");
 }
 
 }  // namespace

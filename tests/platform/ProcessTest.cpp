@@ -7,14 +7,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <fstream>
 #include <future>
-#include <thread>
 
 #include "Platform/Files.h"
 #include "Platform/Process.h"
 #include "Platform/Text.h"
+#include "tests/platform/Eventually.h"
 #include "tests/platform/TemporaryDirectory.h"
 
 namespace {
@@ -36,17 +35,6 @@ int failureOf(const Process::Command& command, void (*start)(const Process::Comm
 }
 
 void runOnly(const Process::Command& command) { Process::run(command); }
-
-/// Waits for what another process does, without a fixed pause.
-template <typename Condition>
-bool eventually(Condition condition) {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (std::chrono::steady_clock::now() < limit) {
-    if (condition()) return true;
-    std::this_thread::yield();
-  }
-  return false;
-}
 
 TEST(Process, drainsBothOutputsAndFeedsTheInputAtOnce) {
   // Each of the three is larger than any pipe, and the child moves them in turn.
@@ -100,8 +88,8 @@ TEST(Process, endsWhatTakesLongerThanItsLimitOrOurPatience) {
 
 TEST(Process, passesArgumentsVariablesAndFolderAsTheyAre) {
   const TemporaryDirectory folder;
-  const ScopedVariable kept("TAVRO_TEST_KEPT", "kept");
-  const ScopedVariable replaced("TAVRO_TEST_REPLACED", "old");
+  const Environment::Setting kept("TAVRO_TEST_KEPT", "kept");
+  const Environment::Setting replaced("TAVRO_TEST_REPLACED", "old");
   Process::Command command = shell(R"(printf '%s|' "$@" "$TAVRO_TEST_KEPT" "$TAVRO_TEST_REPLACED"; pwd -P)");
   for (const char* text : {"name", "a b", "'\"\\$x", "line\nbreak", "", "\xFF"}) command.arguments.push_back(text);
   command.environment = {{"TAVRO_TEST_REPLACED", "new"}};
@@ -165,13 +153,6 @@ TEST(Process, worksWithStandardHandlesAndChildSignalsOff) {
   EXPECT_EQ(status, 0);
 }
 
-TEST(Process, discardedAndInheritedOutputsAreNotGathered) {
-  Process::Command command = shell("echo out; echo err >&2");
-  command.output = Process::Output::discard;
-  EXPECT_EQ(Process::run(command).output, "");
-  EXPECT_EQ(Process::run(command).errors, "err\n");
-}
-
 TEST(Process, aDetachedChildHasASessionOfItsOwnAndIsNoZombieOfOurs) {
   const TemporaryDirectory folder;
   // The fourth handle of the shell is the pipe that it reads the answers from.
@@ -227,10 +208,9 @@ TEST(Process, appendsBothOutputsToTheLogAndReadsItsInputFromAFile) {
 }
 
 TEST(Process, anIdentityIsOfOneProcessAlone) {
-  const std::string ours = Process::identity(getpid());
-  EXPECT_FALSE(ours.empty());
-  EXPECT_EQ(ours, Process::identity(getpid()));
-  EXPECT_NE(ours, Process::identity(1));
+  const Process::Seen us{getpid(), Process::identity(getpid())};
+  EXPECT_TRUE(Process::isAlive(us));
+  EXPECT_FALSE(Process::isAlive({1, us.identity}));
   EXPECT_EQ(Process::identity(0), "");
 }
 

@@ -25,18 +25,3 @@ class TemporaryDirectory {
  private:
   std::filesystem::path path_;
 };
-
-/// Sets a variable for as long as a test lasts.
-class ScopedVariable {
- public:
-  ScopedVariable(const char* name, const char* value) : name_(name), before_(Environment::value(name)) {
-    setenv(name, value, 1);
-  }
-  ~ScopedVariable() { before_ ? setenv(name_, before_->c_str(), 1) : unsetenv(name_); }
-  ScopedVariable(const ScopedVariable&) = delete;
-  ScopedVariable& operator=(const ScopedVariable&) = delete;
-
- private:
-  const char* name_;
-  std::optional<std::string> before_;
-};

@@ -20,35 +20,18 @@ TEST(UrlTest, takesWhatTheGrammarAllows) {
 
 TEST(UrlTest, refusesWhatShouldHaveBeenEscaped) {
   using namespace std::string_view_literals;
-  for (const string_view text : {""sv,
-                                 "not a url"sv,
-                                 "https://x.example/a b"sv,
-                                 " https://x.example"sv,
-                                 "https://x.example\n"sv,
-                                 "https://x.example/\0"sv,
-                                 "https://x.example/ü"sv,
-                                 "https://bücher.example/"sv,
-                                 "message://<abc@x.example>"sv,
-                                 "https://x.example/%zz"sv,
-                                 "https://x.example/%4"sv,
-                                 "%"sv,
-                                 "1:2"sv,
-                                 ":x"sv,
-                                 "a_b:c"sv,
-                                 "https://x.example:80a/"sv,
-                                 "https://a@b@c/"sv,
-                                 "https://[::1/"sv,
-                                 "https://[::1]x/"sv,
-                                 "https://[1.2.3.4]/"sv,
-                                 "https://[::1%25eth0]/"sv,
-                                 "https://[v.x]/"sv,
-                                 "https://[v1]/"sv,
-                                 "https://[]/"sv,
-                                 "https://x[1].example/"sv,
-                                 "https://x.example/[1]"sv,
-                                 "a#b#c"sv,
-                                 "a\\b"sv,
-                                 "a|b"sv})
+  for (const string_view text :
+       {"not a url"sv, "https://x.example/a b"sv, " https://x.example"sv, "https://x.example\n"sv,
+        "https://x.example/\0"sv, "https://x.example/ü"sv, "https://bücher.example/"sv, "message://<abc@x.example>"sv,
+        "https://x.example/%zz"sv, "https://x.example/%4"sv, "%"sv, "a\\b"sv, "a|b"sv})
+    EXPECT_FALSE(Url::isValid(text)) << text;
+}
+
+TEST(UrlTest, refusesWhatTheGrammarDoesNotKnow) {
+  for (const string_view text :
+       {"", "1:2", ":x", "a_b:c", "https://x.example:80a/", "https://a@b@c/", "https://[::1/", "https://[::1]x/",
+        "https://[1.2.3.4]/", "https://[::1%25eth0]/", "https://[v.x]/", "https://[v1]/", "https://[]/",
+        "https://x[1].example/", "https://x.example/[1]", "a#b#c"})
     EXPECT_FALSE(Url::isValid(text)) << text;
 }
 

@@ -18,7 +18,7 @@ Instant at(const std::string& text) {
 }
 
 TEST(DueTimes, bearsTheChangesOfSummerTime) {
-  const ScopedVariable zone("TZ", "Europe/Berlin");
+  const Environment::Setting zone("TZ", "Europe/Berlin");
   const CalendarTime halfPastTwo{.hour = 2, .minute = 30};
   const CalendarTime halfPast{.minute = 30};
   EXPECT_EQ(DueTimes::next({halfPastTwo}, at("2026-03-28 12:00")), at("2026-03-29 03:30")) << "there is no 2:30";
@@ -56,7 +56,7 @@ struct Simulation {
 };
 
 TEST(DueTimes, bearsWhateverHappensToTheClocks) {
-  const ScopedVariable zone("TZ", "UTC");
+  const Environment::Setting zone("TZ", "UTC");
   const LaunchJob daily{.times = {{.hour = 9, .minute = 0}}};
   const LaunchJob hourly{.times = {{.minute = 0}}};
   const LaunchJob everyTwoHours{.interval = 2h};

@@ -12,8 +12,8 @@ using testing::Not;
 const Json everySecond = {{"StartInterval", 1}};
 
 TEST_F(TimersTest, handTheJobToSystemdWhereItRuns) {
-  const ScopedVariable secret("API_KEY", "secret");
-  const ScopedVariable run("VENDRY_RUN", "x");
+  const Environment::Setting secret("API_KEY", "secret");
+  const Environment::Setting run("VENDRY_RUN", "x");
   const auto file = list("a", shell("app.x y", "true", {{"StartCalendarInterval", {{"Hour", 9}, {"Minute", 30}}}}));
   const std::string name = R"(app.x\x20y)";
   answerAsManager("case \"$*\" in *enable*) echo no room >&2; exit 1;; esac");
@@ -100,8 +100,8 @@ TEST_F(TimersTest, refuseWithTheReason) {
 }
 
 TEST_F(TimersTest, runInACleanEnvironmentAndWriteToTheirLog) {
-  const ScopedVariable secret("API_KEY", "secret");
-  const ScopedVariable run("VENDRY_RUN", "x");
+  const Environment::Setting secret("API_KEY", "secret");
+  const Environment::Setting run("VENDRY_RUN", "x");
   auto job = shell("x", "env; [ $(cut -d' ' -f6 /proc/$$/stat) = $$ ] && echo own session >&2; exit 3");
   job.update({{"RunAtLoad", true}, {"StandardOutPath", user / "out"}, {"StandardErrorPath", user / "err"}});
   job["EnvironmentVariables"] = {{"MINE", "a b"}};

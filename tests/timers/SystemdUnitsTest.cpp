@@ -90,7 +90,7 @@ std::string nextBySystemd(const LaunchJob& job, const std::string& after, const 
 
 TEST(SystemdUnits, nameTheTimesThatLaunchdWouldFind) {
   const TemporaryDirectory directory;
-  const ScopedVariable zone("TZ", "UTC");
+  const Environment::Setting zone("TZ", "UTC");
   const std::vector<std::vector<CalendarTime>> schedules = {
       {{.hour = 9, .minute = 0}, {.hour = 18, .minute = 5}},
       {{.day = 13, .weekday = 5, .hour = 7, .minute = 0}},

@@ -32,7 +32,7 @@ class TimersTest : public testing::Test {
   }
   /// Of a manager that reads our units.
   void answerAsManager(const std::string& first = "") {
-    answer(first + "\necho Version=252; echo UnitPath=/etc/x '\"" + units.string() + "\"'");
+    answer(first + "\necho UnitPath=/etc/x '\"" + units.string() + "\"'");
   }
 
   std::string list(const std::string& name, const Json& propertyList) const {
@@ -63,12 +63,12 @@ class TimersTest : public testing::Test {
   const std::filesystem::path calls = user / "calls";
   const std::filesystem::path units = user / ".config/systemd/user";
   const std::filesystem::path desktop = user / "desktop";
-  const std::filesystem::path lock = desktop / "launchd/launchd.lock";
+  const std::filesystem::path lock = Launchd::lock(desktop);
   const std::string domain = "gui/" + std::to_string(::getuid());
 
  private:
-  const ScopedVariable home_{"HOME", user.path().c_str()};
-  const ScopedVariable desktop_{"TAVRO_DESKTOP", desktop.c_str()};
-  const ScopedVariable runtime_{"XDG_RUNTIME_DIR", user.path().c_str()};
-  const ScopedVariable path_{"PATH", (bin.string() + ":" + Environment::value("PATH").value_or("")).c_str()};
+  const Environment::Setting home_{"HOME", user.path()};
+  const Environment::Setting desktop_{"TAVRO_DESKTOP", desktop};
+  const Environment::Setting runtime_{"XDG_RUNTIME_DIR", user.path()};
+  const Environment::Setting path_{"PATH", bin.string() + ":" + Environment::value("PATH").value_or("")};
 };

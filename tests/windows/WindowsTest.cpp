@@ -2,10 +2,8 @@
 // and open.
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <optional>
 
 #include "Platform/Bundle.h"
@@ -14,6 +12,7 @@
 #include "Platform/Text.h"
 #include "Platform/linux/terminal/ProcessTree.h"
 #include "Platform/linux/terminal/TerminalSession.h"
+#include "tests/platform/Eventually.h"
 #include "tests/platform/TemporaryDirectory.h"
 #include "tests/windows/VirtualScreen.h"
 
@@ -47,10 +46,6 @@ class Windows : public testing::Test {
   /// Shell text that makes `name` of what `command` prints, all at once.
   std::string makes(const char* name, const std::string& command) const {
     return command + " > " + path("part") + "; mv " + path("part") + " " + path(name);
-  }
-  static bool eventually(const std::function<bool()>& condition) {
-    for (int i = 0; i < 1000 && !condition(); ++i) usleep(10'000);
-    return condition();
   }
   std::string waitFor(const char* name) const {
     EXPECT_TRUE(eventually([&] { return Files::exists(scratch_ / name); })) << name;
