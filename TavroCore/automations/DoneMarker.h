@@ -18,7 +18,7 @@ struct Ending {
 
 using Time = std::chrono::steady_clock::time_point;
 
-/// How it is waited.
+/// What the waiting goes by.
 struct Watch {
   std::function<bool()> isGone = [] { return false; };  // asked whenever there is no marker
   std::function<bool(Time until)> pause = sleep;        // false when there is to be no more waiting

@@ -20,5 +20,5 @@ LoopFiles::LoopFiles(std::string_view loop) : name(loop) {
   prompt = run / (name + ".prompt");
   innerScript = run / (name + ".run.sh");
   failTail = run / (name + ".failtail.txt");
-  plist = launchAgents() / ("app.tavro.vendry." + name + ".plist");
+  plist = launchAgents() / (std::string(labelHead) + name + ".plist");
 }

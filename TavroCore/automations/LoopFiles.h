@@ -30,6 +30,9 @@ struct LoopFiles {
   std::filesystem::path lock, doneMarker, prompt, innerScript, failTail;
   std::filesystem::path plist;
 
+  /// With a loop's name behind it, the label of its timer.
+  static constexpr std::string_view labelHead = "app.tavro.vendry.";
+
   static std::filesystem::path automations();
   static std::filesystem::path runtime();
   static std::filesystem::path launchAgents();

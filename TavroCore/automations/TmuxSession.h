@@ -2,6 +2,8 @@
 // session that begins with it. A server that gives no answer in ten seconds is taken for one that can't tell.
 #pragma once
 
+#include <chrono>
+#include <filesystem>
 #include <string>
 #include <vector>
 

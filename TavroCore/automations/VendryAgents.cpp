@@ -132,11 +132,11 @@ void syncAll() {
 }
 
 std::vector<std::string> removeOrphans() {
-  const std::string head = "app.tavro.vendry.", tail = ".plist";
   std::vector<std::string> removed;
-  for (const auto& file : Files::listIfPossible(LoopFiles::launchAgents())) {
-    if (!file.starts_with(head) || !file.ends_with(tail) || file.size() <= head.size() + tail.size()) continue;
-    const std::string name = file.substr(head.size(), file.size() - head.size() - tail.size());
+  for (const std::filesystem::path file : Files::listIfPossible(LoopFiles::launchAgents())) {
+    const std::string label = file.stem().string();
+    if (file.extension() != ".plist" || !label.starts_with(LoopFiles::labelHead)) continue;
+    const std::string name = label.substr(LoopFiles::labelHead.size());
     const auto files = LoopStore::named(name);
     if (!files || !isOrphan(*files)) continue;
     unloadAgent(name);

@@ -7,7 +7,6 @@
 #include "TavroCore/automations/LoopStore.h"
 #include "TavroCore/automations/RunLock.h"
 #include "TavroCore/harness/ConfigDir.h"
-#include "TavroCore/harness/LoopName.h"
 #include "TavroCore/harness/RecordFields.h"
 #include "TavroCore/harness/TavroMigration.h"
 #include "TavroCore/harness/Timestamps.h"

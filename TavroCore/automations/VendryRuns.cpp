@@ -1,7 +1,6 @@
 // Starting, stopping and watching runs: the tavro command that makes them, and tmux, where those in the background
 // live.
 #include "Platform/Bundle.h"
-#include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Process.h"
 #include "Platform/Program.h"

@@ -8,7 +8,6 @@
 #include "TavroCore/automations/Launchers.h"
 #include "TavroCore/automations/PlainText.h"
 #include "TavroCore/automations/ShellText.h"
-#include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/automations/VendryScreens.h"
 
 namespace {
