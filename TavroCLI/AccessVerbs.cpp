@@ -5,10 +5,9 @@
 
 #include "Platform/DesktopAccess.h"
 #include "Platform/Error.h"
-#include "Platform/Text.h"
-#include "TavroCLI/Nearest.h"
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
 #include "TavroCore/harness/ConfigDir.h"
 #include "TavroCore/personal/PermissionBootstrap.h"
 
@@ -46,10 +45,7 @@ struct Setting {
 
   static void check(std::string_view what, const std::string& word, const std::vector<std::string>& known) {
     if (std::find(known.begin(), known.end(), word) != known.end()) return;
-    const auto hint = Nearest::hint(word, known);
-    throw CommandError(ExitStatus::wrongUsage, "unknown " + std::string(what) + ": " + word +
-                                                   (hint.empty() ? "." : hint) + " There is " +
-                                                   Text::join(known, ", "));
+    Usage::unknown(what, word, known);
   }
 
   void check() const {
@@ -62,13 +58,12 @@ struct Setting {
 
   bool isConfirmed() const {
     if (!DesktopAccess::widens(subject, state, recordedAnswer())) return true;
-    consent.require("access set");
     const std::string then = answer.empty() ? state : state + ", and the owner will " + answer + " consent";
     return consent.ask(label() + "\nnow  " + DesktopAccess::state(subject) + "\nthen " + then + "\n", "Change it?");
   }
 
   ExitStatus apply() const {
-    Owner::require("access set");
+    consent.requireOwner();
     check();
     if (!isConfirmed()) {
       Terminal::say(label() + " stays as it is");
@@ -114,7 +109,7 @@ Work set(CLI::App& command) {
       ->required();
   command.add_option("--consent", setting->answer,
                      "What the owner answers when a program asks: give or refuse; kept, and the access from then on");
-  setting->consent.declare(command);
+  setting->consent.declare(command, "access set");
   return [setting] { return setting->apply(); };
 }
 

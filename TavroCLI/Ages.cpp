@@ -1,5 +1,6 @@
 #include "TavroCLI/Ages.h"
 
+#include "TavroCLI/Terminal.h"
 #include "TavroCore/harness/Timestamps.h"
 
 namespace {
@@ -20,4 +21,8 @@ std::string Ages::told(const std::string& timestamp) {
   const auto age = Dates::now() - *then;
   if (std::chrono::abs(age) < std::chrono::seconds(30)) return "just now";
   return age > age.zero() ? rounded(age) + " ago" : "in " + rounded(-age);
+}
+
+std::string Ages::listed(const std::string& timestamp) {
+  return Terminal::outputIsTerminal() ? told(timestamp) : timestamp;
 }

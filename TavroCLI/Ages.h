@@ -7,5 +7,7 @@ namespace Ages {
 
 /// Seen from now. A text that is no timestamp of the stores comes back as it is.
 std::string told(const std::string& timestamp);
+/// For a listing on standard output: the age on a terminal. It changes by the minute, so elsewhere the timestamp.
+std::string listed(const std::string& timestamp);
 
 }  // namespace Ages

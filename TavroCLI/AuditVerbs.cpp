@@ -4,20 +4,13 @@
 #include <memory>
 
 #include "Platform/Json.h"
-#include "Platform/Text.h"
 #include "TavroCLI/Display.h"
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
 #include "TavroCore/harness/TavroDB.h"
 
 namespace {
-
-/// A whole number from 0, as people count. Throws CommandError (wrongUsage).
-long long wholeNumber(const std::string& option, const std::string& text) {
-  const auto number = Text::parseInteger(text);
-  if (number && *number >= 0) return *number;
-  throw CommandError(ExitStatus::wrongUsage, option + " wants a whole number from 0, not \"" + text + "\"");
-}
 
 Terminal::Style style(const std::string& outcome) {
   if (outcome == "executed") return Terminal::Style::green;
@@ -32,7 +25,7 @@ struct Query {
 
   ExitStatus run() const {
     AuditDB& audit = TavroDB::forProcess()->audit;
-    const long long most = wholeNumber("--limit", limit);
+    const long long most = Usage::wholeNumber("--limit", limit);
     const auto entries = text.empty() ? audit.recent(most) : audit.search(text, most);
     json ? asJson(entries) : asTable(entries);
     return ExitStatus::done;
@@ -65,7 +58,7 @@ struct Purge {
 
   ExitStatus run() const {
     constexpr long long allOfHistory = 1'000'000;  // days; more would leave the calendar
-    const long long age = std::min(wholeNumber("--older-than", days), allOfHistory);
+    const long long age = std::min(Usage::wholeNumber("--older-than", days), allOfHistory);
     if (!consent.ask("", "Delete all audit lines older than " + std::to_string(age) + " days for good?")) {
       Terminal::say("no line was deleted");
       return ExitStatus::failed;
@@ -91,9 +84,9 @@ Work audit(CLI::App& command) {
 Work purge(CLI::App& command) {
   auto purge = std::make_shared<Purge>();
   command.add_option("--older-than", purge->days, "Age in days")->required();
-  purge->consent.declare(command);
+  purge->consent.declare(command, "audit purge");
   return [purge] {
-    purge->consent.require("audit purge");
+    purge->consent.requireOwner();
     return purge->run();
   };
 }

@@ -3,7 +3,6 @@
 
 #include "Platform/Environment.h"
 #include "Platform/Json.h"
-#include "Platform/Text.h"
 #include "TavroCLI/Ages.h"
 #include "TavroCLI/AutoVerbs.h"
 #include "TavroCLI/Display.h"
@@ -45,11 +44,8 @@ Display::Cell outcome(const Automation& automation) {
   return {name + (failed ? " (" + std::to_string(*automation.lastExit) + ")" : std::string()), style};
 }
 
-/// Ages change by the minute, so they are for people alone.
 std::string time(const std::optional<Dates::Instant>& instant) {
-  if (!instant) return "";
-  const std::string timestamp = Dates::iso8601(*instant);
-  return Terminal::outputIsTerminal() ? Ages::told(timestamp) : timestamp;
+  return instant ? Ages::listed(Dates::iso8601(*instant)) : "";
 }
 
 template <typename Value>

@@ -5,11 +5,11 @@
 
 #include "Platform/Files.h"
 #include "Platform/GrowingFile.h"
-#include "Platform/Text.h"
 #include "TavroCLI/AutoVerbs.h"
 #include "TavroCLI/Display.h"
 #include "TavroCLI/Loops.h"
 #include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
 #include "TavroCore/automations/RunLog.h"
 #include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/harness/LoopName.h"
@@ -33,14 +33,8 @@ struct Reading {
   std::string lines = "80";
   bool follow = false;
 
-  long long count() const {
-    const auto number = Text::parseInteger(lines);
-    if (number && *number >= 0) return *number;
-    throw CommandError(ExitStatus::wrongUsage, "--lines wants a whole number from 0, not \"" + lines + "\"");
-  }
-
   ExitStatus run() const {
-    const long long wanted = count();
+    const long long wanted = Usage::wholeNumber("--lines", lines);
     const auto log = logOf(name);
     if (follow) return watch(log, wanted);
     const auto text = lastLines(log, wanted);

@@ -11,12 +11,12 @@
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/Terminal.h"
 #include "TavroCLI/ToolArguments.h"
+#include "TavroCLI/Usage.h"
+#include "TavroCore/automations/ShellText.h"
 #include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/harness/HarnessRunner.h"
 
 namespace {
-
-[[noreturn]] void wrong(const std::string& text) { throw CommandError(ExitStatus::wrongUsage, text); }
 
 // ---- The owner's own tools, which are in no catalogue: an agent has no need of them.
 
@@ -100,8 +100,8 @@ std::vector<std::string> workKeys() {
 void refuseUnknownKeys(const Arguments& args, const std::vector<std::string>& known) {
   for (const auto& [key, value] : args) {
     if (std::find(known.begin(), known.end(), key) != known.end()) continue;
-    if (key == "disabled") wrong("an edit leaves a loop paused or not; `tavro auto disable` pauses it");
-    wrong("an automation has no " + key + Nearest::hint(key, known));
+    if (key == "disabled") Usage::wrong("an edit leaves a loop paused or not; `tavro auto disable` pauses it");
+    Usage::wrong("an automation has no " + key + Nearest::hint(key, known));
   }
 }
 
@@ -109,7 +109,7 @@ void refuseUnknownKeys(const Arguments& args, const std::vector<std::string>& kn
 void refuseTwoSchedules(const Arguments& args) {
   const auto given = [&](const char* key) { return args.contains(key) ? 1 : 0; };
   if (given("every") + given("everyMinutes") + given("at") + given("hours") > 1)
-    wrong("an automation has one schedule: every=MINUTES, at=HH:MM or hours=8,12,16");
+    Usage::wrong("an automation has one schedule: every=MINUTES, at=HH:MM or hours=8,12,16");
 }
 
 /// What a person says from where they stand, for a timer that stands elsewhere.
@@ -122,9 +122,9 @@ std::string fromHere(const std::string& directory) {
 /// NAME key=value...
 Arguments described(const std::vector<std::string>& words, const std::vector<std::string>& known) {
   const auto isPair = [](const std::string& word) { return word.find('=') != word.npos; };
-  if (words.empty() || isPair(words.front())) wrong("the automation's NAME comes first, and then its arguments");
+  if (words.empty() || isPair(words.front())) Usage::wrong("the automation's NAME comes first, and then its arguments");
   Arguments args = ToolArguments::parsed({words.begin() + 1, words.end()});
-  if (args.empty()) wrong("what about " + words.front() + "? " + ToolArguments::shape);
+  if (args.empty()) Usage::wrong("what about " + words.front() + "? " + ToolArguments::shape);
   refuseUnknownKeys(args, known);
   refuseTwoSchedules(args);
   if (args.contains("tool")) Catalogue::get(args["tool"]);
@@ -208,7 +208,8 @@ struct Removal : Selection {
   static std::string line(const std::string& name) {
     if (const auto fault = Loops::fault(name)) return *fault;
     const auto loop = Loops::get(name);
-    const std::string running = loop.running ? " (running now; that run goes on)" : "";
+    const std::string running =
+        loop.running ? " (running now; that run goes on unless `tavro auto stop` ends it first)" : "";
     const std::string work = Loops::work(loop);  // whole: the end of a command counts as well
     const auto shown = loop.kind == Automation::Kind::agent ? Text::firstCharacters(work, 60) : std::string_view(work);
     return std::string(rawValue(loop.kind)) + " automation, " + loop.schedule.display() + " - " + std::string(shown) +
@@ -228,6 +229,16 @@ struct Removal : Selection {
     return forEach(distinct(), toolOf("auto rm"));
   }
 };
+
+/// Who has no display here, over SSH for instance, can still attach in this terminal.
+ExitStatus attachTo(const std::string& name) try {
+  VendryEngine::attach(name);
+  return ExitStatus::done;
+} catch (const Error& failure) {
+  if (!VendryEngine::hasSession(name)) throw;
+  throw Error(failure.description() + "; this shows it right here: tmux -S " +
+              ShellText::word(VendryEngine::tmuxSocket().string()) + " attach -t " + ShellText::word(name));
+}
 
 Work declareSelection(CLI::App& command, const std::string& verb) {
   auto selection = std::make_shared<Selection>();
@@ -252,9 +263,9 @@ Work stop(CLI::App& command) { return declareSelection(command, "auto stop"); }
 Work remove(CLI::App& command) {
   auto removal = std::make_shared<Removal>();
   removal->declare(command);
-  removal->consent.declare(command);
+  removal->consent.declare(command, "auto rm");
   return [removal] {
-    removal->consent.require("auto rm");
+    removal->consent.requireOwner();
     return removal->run();
   };
 }
@@ -264,8 +275,7 @@ Work attach(CLI::App& command) {
   command.add_option("NAME", *name, "Name of an automation that runs in the background")->required();
   return [name] {
     Owner::require("auto attach");
-    VendryEngine::attach(Loops::get(*name).name);
-    return ExitStatus::done;
+    return attachTo(Loops::get(*name).name);
   };
 }
 

@@ -1,7 +1,8 @@
 #include "TavroCLI/Catalogue.h"
 
-#include "TavroCLI/ExitStatus.h"
-#include "TavroCLI/Nearest.h"
+#include <cctype>
+
+#include "TavroCLI/Usage.h"
 #include "TavroCore/harness/Tools.h"
 
 namespace Catalogue {
@@ -14,7 +15,18 @@ std::vector<std::string> ids() {
 
 const Tool& get(const std::string& id) {
   if (const Tool* tool = Tools::find(id)) return *tool;
-  throw CommandError(ExitStatus::wrongUsage, "unknown tool: " + id + Nearest::hint(id, ids()));
+  Usage::unknown("tool", id, ids(), "`tavro tools` lists them");
+}
+
+bool mayTake(const Tool& tool, const std::string& argument) {
+  if (tool.summary.find("same args") != std::string::npos) return true;  // as another's
+  const auto isPartOfWord = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
+  for (std::size_t at = 0; (at = tool.summary.find(argument, at)) != std::string::npos; ++at) {
+    const std::size_t end = at + argument.size();
+    const bool begins = at == 0 || !isPartOfWord(tool.summary[at - 1]);
+    if (begins && (end == tool.summary.size() || !isPartOfWord(tool.summary[end]))) return true;
+  }
+  return false;
 }
 
 }  // namespace Catalogue

@@ -83,18 +83,11 @@ std::size_t lineEnd(std::string_view text, std::size_t columns) {
   return text.size();
 }
 
-std::vector<std::string> wrappedLines(std::string_view value, std::size_t columns) {
-  std::vector<std::string> result;
-  for (const std::string& raw : Text::split(Text::replaceAll(value, "\r\n", "\n"), '\n')) {
-    const std::string line = Display::harmless(raw);
-    std::string_view rest = line;
-    do {
-      const std::size_t end = columns == 0 ? rest.size() : lineEnd(rest, columns);
-      result.emplace_back(rest.substr(0, end));
-      rest.remove_prefix(end);
-    } while (!rest.empty());
-  }
-  return result;
+/// The same, behind the last blank of the line where there is one.
+std::size_t lineEndAtBlank(std::string_view text, std::size_t columns) {
+  const std::size_t end = lineEnd(text, columns);
+  const std::size_t blank = end < text.size() ? text.substr(0, end).rfind(' ') : text.npos;
+  return blank == text.npos ? end : blank + 1;
 }
 
 std::string padded(std::string text, std::size_t columns) {
@@ -191,6 +184,20 @@ std::string clipped(std::string_view text, std::size_t columns) {
   return std::string(text.substr(0, lineEnd(text, std::max<std::size_t>(columns, 2) - 1))) + std::string(ellipsis);
 }
 
+std::vector<std::string> lines(std::string_view text, std::size_t columns) {
+  std::vector<std::string> result;
+  for (const std::string& raw : Text::split(Text::replaceAll(text, "\r\n", "\n"), '\n')) {
+    const std::string line = harmless(raw);
+    std::string_view rest = line;
+    do {
+      const std::size_t end = columns == 0 ? rest.size() : lineEndAtBlank(rest, columns);
+      result.emplace_back(rest.substr(0, end));
+      rest.remove_prefix(end);
+    } while (!rest.empty());
+  }
+  return result;
+}
+
 std::string fields(const std::vector<Field>& fields, std::size_t columns) {
   std::vector<Field> shown;
   std::transform(fields.begin(), fields.end(), std::back_inserter(shown), shortLabelled);
@@ -200,11 +207,15 @@ std::string fields(const std::vector<Field>& fields, std::size_t columns) {
   std::string text;
   for (const auto& field : shown) {
     std::string label = field.label;
-    for (const auto& line : wrappedLines(field.value, room)) {
+    for (const auto& line : lines(field.value, room)) {
       text += padded(std::exchange(label, ""), labels) + std::string(bar) + line + "\n";
     }
   }
   return text;
+}
+
+void print(const std::vector<Field>& fields) {
+  Terminal::print(Display::fields(fields, Terminal::outputIsTerminal() ? Terminal::columns() : 0));
 }
 
 void list(const std::vector<std::string>& headings, const std::vector<Cells>& rows) {

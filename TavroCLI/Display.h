@@ -25,13 +25,19 @@ std::size_t width(std::string_view text);
 /// Cut to that many columns, with "…" as the last when something was cut.
 std::string clipped(std::string_view text, std::size_t columns);
 
-/// A record for reading, a label and a value a row. Each line of a value stands behind a bar, and a line wider than
-/// `columns` is broken there, so that no value can look like a row of its own; 0 columns break no line.
+/// The lines of a text, harmless. One wider than `columns` is broken, behind a blank where it has one; 0 columns break
+/// none.
+std::vector<std::string> lines(std::string_view text, std::size_t columns);
+
+/// A record for reading, a label and a value a row. Each line of a value stands behind a bar, and one that is too wide
+/// is broken there, as by `lines`, so that no value can look like a row of its own.
 struct Field {
   std::string label;
   std::string value;
 };
 std::string fields(const std::vector<Field>& fields, std::size_t columns);
+/// On standard output; broken only where that is a terminal.
+void print(const std::vector<Field>& fields);
 
 struct Cell {
   std::string text;

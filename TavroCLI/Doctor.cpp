@@ -1,10 +1,8 @@
 #include "TavroCLI/Doctor.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 
 #include "Platform/Bundle.h"
 #include "Platform/DesktopAccess.h"
@@ -34,15 +32,13 @@ Finding good(std::string text) { return {.text = std::move(text)}; }
 Finding note(std::string text, std::string remedy) { return {State::note, "", std::move(text), std::move(remedy)}; }
 Finding bad(std::string text, std::string remedy) { return {State::bad, "", std::move(text), std::move(remedy)}; }
 
-bool isExecutable(const std::filesystem::path& path) { return ::access(path.c_str(), X_OK) == 0; }
-
 // ---- What each check looks at.
 
 Findings programs() {
   Findings findings;
   for (const char* name : {"osascript", "launchctl", "open", "pkill"}) {
     const auto path = Platform::program(name);
-    if (!isExecutable(path))
+    if (!Files::isExecutable(path))
       findings.push_back(bad(std::string(name) + " isn't at " + path.string(), "install it anew"));
   }
   for (const auto& path :
@@ -93,9 +89,9 @@ Findings database() {
   if (faults.empty())
     return {good("tavro.sqlite is sound, with " + std::to_string(TavroDB::forProcess()->audit.count()) +
                  " lines of audit")};
-  return {bad(
-      "tavro.sqlite is damaged: " + faults.front(),
-      "stop all agents, then: sqlite3 " + ConfigDir::databaseFile().string() + " .recover | sqlite3 mended.sqlite")};
+  return {bad("tavro.sqlite is damaged: " + faults.front(),
+              "stop all agents, then: sqlite3 " + ConfigDir::databaseFile().string() +
+                  " .dump | sed 's/^ROLLBACK.*/COMMIT;/' | sqlite3 mended.sqlite")};
 }
 
 Findings queue() {

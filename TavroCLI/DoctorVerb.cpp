@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "Platform/Json.h"
 #include "TavroCLI/Display.h"
@@ -49,7 +50,7 @@ void asJson(const std::vector<Doctor::Finding>& findings) {
   Display::list(records);
 }
 
-/// A line each; on a terminal what mends it stands below, so that neither is cut.
+/// A line each; on a terminal what mends it stands below, in one piece, for it may be a command.
 void asLines(const std::vector<Doctor::Finding>& findings) {
   if (!Terminal::outputIsTerminal()) {
     std::vector<Display::Cells> rows;
@@ -57,11 +58,15 @@ void asLines(const std::vector<Doctor::Finding>& findings) {
       rows.push_back({{words(finding.state).name}, {finding.area}, {finding.text}, {finding.remedy}});
     return Display::list({}, rows);
   }
+  constexpr std::size_t margin = 6;
+  const std::size_t room = std::max(Terminal::columns(), margin + 20) - margin - 2;
   for (const auto& finding : findings) {
     const auto [name, style] = words(finding.state);
     std::string mark = name;
-    mark.resize(6, ' ');
-    Terminal::print(Terminal::styled(mark, style) + Display::harmless(finding.area + ": " + finding.text) + "\n");
+    mark.resize(margin, ' ');
+    mark = Terminal::styled(mark, style);
+    for (const auto& line : Display::lines(Display::harmless(finding.area + ": " + finding.text), room))
+      Terminal::print(std::exchange(mark, std::string(margin + 2, ' ')) + line + "\n");  // unlike what mends it
     if (!finding.remedy.empty())
       Terminal::print("      → " + Terminal::styled(Display::harmless(finding.remedy), Terminal::Style::bold) + "\n");
   }

@@ -8,9 +8,12 @@
 #include "Platform/Text.h"
 #include "TavroCLI/Ages.h"
 #include "TavroCLI/Display.h"
+#include "TavroCLI/Loops.h"
 #include "TavroCLI/Nearest.h"
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
+#include "TavroCore/automations/VendryEngine.h"
 #include "TavroCore/harness/LoopName.h"
 #include "TavroCore/harness/TavroDB.h"
 #include "TavroCore/harness/Timestamps.h"
@@ -18,9 +21,7 @@
 namespace {
 
 FeedbackDB& feedback() {
-  // The process's connection lives until the end, so the reference does too.
-  static const std::shared_ptr<TavroDB> database = TavroDB::forProcess();
-  return database->feedback;
+  return TavroDB::forProcess()->feedback;  // the process's connection lives until the end
 }
 
 struct StateWords {
@@ -53,11 +54,6 @@ std::string words(const FeedbackItem& item) {
   constexpr std::size_t room = 40;
   const std::string question = Display::harmless(item.text);
   return (Terminal::outputIsTerminal() ? Display::clipped(question, room) : question) + " → " + *item.answer;
-}
-
-/// Ages change by the minute, so they are for people alone.
-std::string time(const std::string& timestamp) {
-  return Terminal::outputIsTerminal() ? Ages::told(timestamp) : timestamp;
 }
 
 void tellOfUnreadable(const std::vector<std::string>& ids) {
@@ -104,11 +100,11 @@ struct Listing {
     }
     std::vector<Display::Field> fields = {{"item", item.id}, {"state", state(item).name}};
     if (!audience(item).empty()) fields.push_back({"automation", audience(item)});
-    fields.push_back({"since", time(item.createdAt)});
-    if (item.expiresAt) fields.push_back({"expires", time(*item.expiresAt)});
+    fields.push_back({"since", Ages::listed(item.createdAt)});
+    if (item.expiresAt) fields.push_back({"expires", Ages::listed(*item.expiresAt)});
     fields.push_back({"text", item.text});
     if (item.answer) fields.push_back({"answer", *item.answer});
-    Terminal::print(Display::fields(fields, Terminal::outputIsTerminal() ? Terminal::columns() : 0));
+    Display::print(fields);
     return ExitStatus::done;
   }
 
@@ -124,8 +120,8 @@ struct Listing {
       rows.push_back({{item.id, Terminal::Style::bold},
                       {state(item).name, state(item).style},
                       {audience(item)},
-                      {time(item.createdAt)},
-                      {item.expiresAt ? time(*item.expiresAt) : ""},
+                      {Ages::listed(item.createdAt)},
+                      {item.expiresAt ? Ages::listed(*item.expiresAt) : ""},
                       {words(item)}});
     }
     Display::list({"ID", "STATE", "AUTOMATION", "SINCE", "EXPIRES", "TEXT"}, rows);
@@ -133,15 +129,26 @@ struct Listing {
   }
 };
 
-[[noreturn]] void wrong(const std::string& text) { throw CommandError(ExitStatus::wrongUsage, text); }
+/// The words of a text without quotes, as one; nothing when there is none. A list option of CLI11 would take the
+/// brackets off a word, so all but the first are what it doesn't know.
+std::optional<std::string> joined(const std::optional<std::string>& first, const CLI::App& command) {
+  std::string text = first.value_or("");
+  for (const auto& word : command.remaining()) {
+    if (word == "--") continue;
+    if (word.starts_with('-')) Usage::wrong("there is no option " + word + "; a TEXT that holds it wants quotes");
+    text += " " + word;
+  }
+  return first ? std::optional(text) : std::nullopt;
+}
 
 /// The text of the command line, or of standard input where it is "-" or left out. Repaired, and never blank.
 std::string spoken(const std::optional<std::string>& typed, const std::string& what) {
   const bool isTyped = typed && *typed != "-";
-  if (!typed && Terminal::inputIsTerminal()) wrong("what is the " + what + "? Give it as TEXT, or on standard input");
+  if (!typed && Terminal::inputIsTerminal())
+    Usage::wrong("what is the " + what + "? Give it as TEXT, or on standard input");
   std::string text = Text::repairUTF8(isTyped ? *typed : Terminal::wholeInput());
   while (!isTyped && (text.ends_with('\n') || text.ends_with('\r'))) text.pop_back();
-  if (Text::trim(text).empty()) wrong("the " + what + " is empty");
+  if (Text::trim(text).empty()) Usage::wrong("the " + what + " is empty");
   return text;
 }
 
@@ -152,14 +159,14 @@ struct Telling {
 
   std::optional<std::string> expiry() const {
     if (!expiresHours) return std::nullopt;
-    const auto hours = Text::parseInteger(*expiresHours);
-    if (!hours || *hours < 1) wrong("--expires-hours wants a whole number from 1, not \"" + *expiresHours + "\"");
-    return FeedbackItem::expiryAfter(*hours);
+    return FeedbackItem::expiryAfter(Usage::wholeNumber("--expires-hours", *expiresHours, 1));
   }
 
   ExitStatus run() const {
-    if (automation && automation->empty()) wrong("--automation is empty; leave it out to tell every automation");
-    if (automation && !isSafeLoopName(*automation)) wrong("no automation can be named \"" + *automation + "\"");
+    if (automation && automation->empty()) Usage::wrong("--automation is empty; leave it out to tell every automation");
+    if (automation && !isSafeLoopName(*automation)) Usage::wrong("no automation can be named \"" + *automation + "\"");
+    if (automation && !VendryEngine::find(*automation))
+      Terminal::say("tavro: warning: the order is kept, but there is " + Loops::absence(*automation));
     FeedbackItem order{.automation = automation, .expiresAt = expiry(), .source = "cli"};
     order.text = spoken(text, "order");
     order.createdAt = Timestamps::now();
@@ -274,8 +281,10 @@ Work tell(CLI::App& command) {
   command.add_option("--automation", telling->automation, "Tell this automation alone");
   command.add_option("--expires-hours", telling->expiresHours, "Let it expire after so many hours");
   command.footer(fromInput);
-  return [telling] {
+  command.allow_extras();
+  return [telling, &command] {
     Owner::require("feedback tell");
+    telling->text = joined(telling->text, command);
     return telling->run();
   };
 }
@@ -283,9 +292,9 @@ Work tell(CLI::App& command) {
 Work remove(CLI::App& command) {
   auto removal = std::make_shared<Removal>();
   command.add_option("ID", removal->ids, "Id of an item; its first characters will do")->required();
-  removal->consent.declare(command);
+  removal->consent.declare(command, "feedback rm");
   return [removal] {
-    removal->consent.require("feedback rm");
+    removal->consent.requireOwner();
     return removal->run();
   };
 }
@@ -295,8 +304,10 @@ Work answer(CLI::App& command) {
   command.add_option("ID", reply->id, "Id of a question; its first characters will do")->required();
   command.add_option("TEXT", reply->text, "What the automation reads at its next run");
   command.footer(fromInput);
-  return [reply] {
+  command.allow_extras();
+  return [reply, &command] {
     Owner::require("answer");
+    reply->text = joined(reply->text, command);
     return reply->run();
   };
 }

@@ -5,6 +5,7 @@
 #include "TavroCLI/ImapVerbs.h"
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
 #include "TavroCore/mail/Keychain.h"
 #include "TavroCore/mail/MailArchiveService.h"
 
@@ -14,14 +15,13 @@ constexpr std::size_t longestPassword = 4096;
 
 /// A line of IMAP can carry it.
 const std::string& checked(const std::string& password) {
-  const auto refuse = [](const char* why) { throw CommandError(ExitStatus::wrongUsage, why); };
   constexpr std::string_view breaks("\0\r\n", 3);
-  if (password.empty()) refuse("no password was given, and nothing is changed");
-  if (password.size() > longestPassword) refuse("a password has at most 4096 bytes; nothing is changed");
+  if (password.empty()) Usage::wrong("no password was given, and nothing is changed");
+  if (password.size() > longestPassword) Usage::wrong("a password has at most 4096 bytes; nothing is changed");
   if (password.find_first_of(breaks) != password.npos) {
-    refuse("a password can't hold a line break or a NUL byte; nothing is changed");
+    Usage::wrong("a password can't hold a line break or a NUL byte; nothing is changed");
   }
-  if (!Text::isValidUTF8(password)) refuse("the password isn't UTF-8 text; nothing is changed");
+  if (!Text::isValidUTF8(password)) Usage::wrong("the password isn't UTF-8 text; nothing is changed");
   return password;
 }
 
@@ -31,7 +31,7 @@ struct Change {
   Owner::Consent consent;
 
   ExitStatus apply() const {
-    if (email.empty()) throw CommandError(ExitStatus::wrongUsage, "EMAIL is empty");
+    if (email.empty()) Usage::wrong("EMAIL is empty");
     const auto known = MailArchiveService::imapAccountWithEmail(email);
     const std::string account = known ? known->email : email;  // as the archive will look it up
     const bool isThere = Keychain::hasPassword(account);
@@ -69,6 +69,7 @@ struct Change {
   std::optional<std::string> given(const std::string& account, bool isThere) const {
     const std::string whose = account + (isThere ? " (replaces the one that is there)" : "");
     if (Terminal::inputIsTerminal()) return Terminal::askHidden("Password for " + whose + ":");
+    consent.require();  // before it is read
     auto password = checked(Terminal::firstLineOfInput(longestPassword));
     if (!consent.ask("", "Keep this password for " + whose + "?")) return std::nullopt;
     return password;
@@ -89,9 +90,9 @@ Work password(CLI::App& command) {
   command.add_option("EMAIL", change->email, "the address that the account logs in with")->required();
   command.add_flag("--remove", change->removal, "Delete the password from the keychain");
   command.footer("The password is asked for, or is the first line of standard input when that is no terminal.");
-  change->consent.declare(command);
+  change->consent.declare(command, "imap password");
   return [change] {
-    change->consent.require("imap password");
+    change->consent.requireOwner();
     return change->apply();
   };
 }

@@ -12,9 +12,9 @@
 #include "Platform/Text.h"
 #include "TavroCLI/ClientConfigurations.h"
 #include "TavroCLI/Display.h"
-#include "TavroCLI/Nearest.h"
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
 #include "TavroCore/automations/MCPConfigWriter.h"
 #include "TavroCore/automations/PlainText.h"
 
@@ -27,20 +27,18 @@ using ClientConfigurations::isTOML;
 using MCPConfigWriter::Merge;
 using MCPConfigWriter::Result;
 
-[[noreturn]] void wrong(const std::string& text) { throw CommandError(ExitStatus::wrongUsage, text); }
-
 // ---- The clients.
 
 fs::path fileOf(const std::string& client) {
   std::vector<std::string> known;
   for (const auto& each : ClientConfigurations::all()) {
     if (each.id == client && each.file) return *each.file;
-    if (each.id == client) wrong("where " + client + " keeps its servers isn't known; --file PATH names the file");
+    if (each.id == client)
+      Usage::wrong("where " + client + " keeps its servers isn't known; --file PATH names the file");
     known.push_back(each.id);
   }
-  const auto hint = Nearest::hint(client, known);
-  wrong("unknown client: " + client + (hint.empty() ? "." : hint) + " There is " + Text::join(known, ", ") +
-        "; --file PATH names the file of any other");
+  Usage::unknown("client", client, known,
+                 "There is " + Text::join(known, ", ") + "; --file PATH names the file of any other");
 }
 
 // ---- The server.
@@ -169,7 +167,7 @@ struct Installation {
   ExitStatus run() const {
     checkName();
     if (client.empty() && file.empty()) return list();
-    if (!client.empty() && !file.empty()) wrong("give CLIENT or --file, not both");
+    if (!client.empty() && !file.empty()) Usage::wrong("give CLIENT or --file, not both");
     Owner::require("install");
     return enter(file.empty() ? fileOf(client) : fs::absolute(Environment::expandTilde(file)));
   }
@@ -177,7 +175,7 @@ struct Installation {
  private:
   void checkName() const {
     if (name.empty() || !PlainText::isPlain(name, "-_"))
-      wrong("a server's name is of letters from a to z, digits, - and _, not \"" + name + "\"");
+      Usage::wrong("a server's name is of letters from a to z, digits, - and _, not \"" + name + "\"");
   }
 
   ExitStatus list() const {

@@ -25,12 +25,6 @@ std::optional<Dates::Instant> loadedAt(const Automation& automation) {
   return std::chrono::time_point_cast<Dates::Instant::duration>(std::chrono::file_clock::to_sys(written));
 }
 
-[[noreturn]] void unknown(const std::string& name) {
-  std::vector<std::string> known;
-  for (const auto& each : VendryEngine::list()) known.push_back(each.name);
-  throw CommandError(ExitStatus::failed, "no automation \"" + name + "\"" + Nearest::hint(name, known));
-}
-
 bool isProgram(const std::filesystem::path& directory, const std::string& name) {
   return Files::isExecutable(directory / name);
 }
@@ -41,8 +35,14 @@ namespace Loops {
 
 Automation get(const std::string& name) {
   auto automation = VendryEngine::find(name);
-  if (!automation) unknown(name);
+  if (!automation) throw CommandError(ExitStatus::failed, absence(name));
   return std::move(*automation);
+}
+
+std::string absence(const std::string& name) {
+  std::vector<std::string> known;
+  for (const auto& each : VendryEngine::list()) known.push_back(each.name);
+  return "no automation \"" + name + "\"" + Nearest::hint(name, known);
 }
 
 std::optional<std::string> fault(const std::string& name) {

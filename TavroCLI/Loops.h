@@ -9,8 +9,10 @@
 
 namespace Loops {
 
-/// The one of exactly this name. Throws CommandError (failed) that names the nearest when there is none.
+/// The one of exactly this name. Throws CommandError (failed), `absence`, when there is none.
 Automation get(const std::string& name);
+/// `no automation "NAME"`, with the nearest that is there.
+std::string absence(const std::string& name);
 /// Why no list of the engine's has one whose record is there; nothing where one has it, or there is none.
 std::optional<std::string> fault(const std::string& name);
 /// Those that have one, by their names.

@@ -5,10 +5,10 @@
 #include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "TavroCLI/Display.h"
-#include "TavroCLI/Nearest.h"
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/PolicyVerbs.h"
 #include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
 #include "TavroCore/harness/ConfigDir.h"
 #include "TavroCore/harness/HarnessConfig.h"
 #include "TavroCore/harness/Timestamps.h"
@@ -19,8 +19,7 @@ AutonomyMode parsed(const std::string& text) {
   if (const auto mode = AutonomyModes::fromRawValue(text)) return *mode;
   std::vector<std::string> known;
   for (const AutonomyMode mode : AutonomyModes::allCases) known.emplace_back(AutonomyModes::rawValue(mode));
-  throw CommandError(ExitStatus::wrongUsage,
-                     "unknown mode: " + text + Nearest::hint(text, known) + " The modes are panic, copilote and yolo");
+  Usage::unknown("mode", text, known);
 }
 
 /// Would saving the settings write everything that this text holds? It wouldn't for a field that we don't know, one
@@ -93,9 +92,9 @@ Work mode(CLI::App& command) {
   auto change = std::make_shared<Change>();
   command.add_option("MODE", change->mode, "panic, copilote or yolo; without it, the present mode is shown");
   command.add_flag("--json", change->json, "Print the present mode as JSON");
-  change->consent.declare(command);
+  change->consent.declare(command, "mode");
   return [change] {
-    if (!change->mode.empty()) change->consent.require("mode");
+    if (!change->mode.empty()) change->consent.requireOwner();
     ConfigDir::ensure();
     return change->mode.empty() ? change->show() : change->apply();
   };

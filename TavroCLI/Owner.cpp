@@ -1,10 +1,8 @@
 #include "TavroCLI/Owner.h"
 
-#include <string>
+#include <utility>
 
 #include "Platform/Environment.h"
-#include "Platform/Text.h"
-#include "TavroCLI/ExitStatus.h"
 #include "TavroCLI/Terminal.h"
 
 namespace Owner {
@@ -17,20 +15,23 @@ void require(std::string_view verb) {
   }
 }
 
-void Consent::declare(CLI::App& command) {
+NobodyToAsk::NobodyToAsk(const std::string& verb)
+    : CommandError(ExitStatus::wrongUsage,
+                   verb + " asks before it acts, and there is no terminal to ask on; --yes says yes beforehand") {}
+
+void Consent::declare(CLI::App& command, std::string verb) {
+  verb_ = std::move(verb);
   command.add_flag("-y,--yes", given, "Don't ask; for use without a terminal");
 }
 
-void Consent::require(std::string_view verb) const {
-  Owner::require(verb);
-  if (!given && !Terminal::canAsk()) {
-    throw CommandError(
-        ExitStatus::wrongUsage,
-        std::string(verb) + " asks before it acts, and there is no terminal to ask on; --yes says yes beforehand");
-  }
+void Consent::requireOwner() const { Owner::require(verb_); }
+
+void Consent::require() const {
+  if (!given && !Terminal::canAsk()) throw NobodyToAsk(verb_);
 }
 
 bool Consent::ask(std::string_view matter, std::string_view question) const {
+  require();
   if (!given) return Terminal::ask(matter, question);
   const std::string_view shown = matter.ends_with('\n') ? matter.substr(0, matter.size() - 1) : matter;
   if (!shown.empty()) Terminal::say(shown);

@@ -1,19 +1,18 @@
 #include "TavroCLI/QueueVerbs.h"
 
-#include <algorithm>
+#include <functional>
 #include <memory>
 #include <utility>
 
 #include "Platform/Environment.h"
 #include "Platform/Json.h"
-#include "Platform/Text.h"
-#include "TavroCLI/Catalogue.h"
 #include "TavroCLI/Display.h"
 #include "TavroCLI/Nearest.h"
 #include "TavroCLI/Owner.h"
 #include "TavroCLI/Picks.h"
 #include "TavroCLI/QueueAudit.h"
 #include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
 #include "TavroCore/harness/Approval.h"
 #include "TavroCore/harness/ConfigDir.h"
 #include "TavroCore/harness/Tools.h"
@@ -128,12 +127,15 @@ ExitStatus report(const HarnessRunner::Built& built) {
   return ExitStatus::done;
 }
 
-/// Does `one` for each id in turn; one that fails is told and doesn't stop the others.
+/// Does `one` for each id in turn; one that fails is told and doesn't stop the others. Throws where nobody can be
+/// asked.
 ExitStatus forEach(const std::vector<std::string>& ids, const std::function<ExitStatus(const std::string&)>& one) {
   ExitStatus status = ExitStatus::done;
   for (const auto& id : ids) {
     try {
       if (one(id) != ExitStatus::done) status = ExitStatus::failed;
+    } catch (const Owner::NobodyToAsk&) {
+      throw;
     } catch (const Error& failure) {
       Terminal::say("tavro: " + failure.description());
       status = ExitStatus::failed;
@@ -165,6 +167,7 @@ struct Decision {
     if (!tool) refuse(id, Approval::Refusal::unknownTool, toolID);
     if (item.state == State::running) refuse(id, Approval::Refusal::running, toolID);
     if (item.state == State::interrupted && !again) refuse(id, Approval::Refusal::interrupted, toolID);
+    if (!isPicked) consent.require();  // before a preview that may take long
     const std::string now = impactNow(*tool, item.action.args);
     const bool changed = now != item.action.preview.value_or(untold);
     const auto question = changed ? "The impact isn't what it was when this was queued. Run it?" : "Run it?";
@@ -243,18 +246,17 @@ class Picker {
   ExitStatus status_ = ExitStatus::done;
 };
 
-std::shared_ptr<Decision> declareDecision(CLI::App& command) {
+std::shared_ptr<Decision> declareDecision(CLI::App& command, const std::string& verb) {
   auto decision = std::make_shared<Decision>();
   command.add_option("ID", decision->ids,
                      "Id of a queued action; its first characters will do. Without one, choose among all that wait");
-  decision->consent.declare(command);
+  decision->consent.declare(command, verb);
   return decision;
 }
 
 /// Consent given beforehand is no choice.
 ExitStatus pick(const Decision& decision, const std::string& verb) {
-  if (decision.consent.given || !Terminal::canAsk())
-    throw CommandError(ExitStatus::wrongUsage, verb + " which? `tavro pending` lists what waits");
+  if (decision.consent.given || !Terminal::canAsk()) Usage::wrong(verb + " which? `tavro pending` lists what waits");
   return Picker(decision).run();
 }
 
@@ -267,7 +269,7 @@ struct Listing {
     if (json) {
       Display::show(record(item));
     } else {
-      Terminal::print(Display::fields(describe(item), Terminal::outputIsTerminal() ? Terminal::columns() : 0));
+      Display::print(describe(item));
     }
     return ExitStatus::done;
   }
@@ -306,19 +308,19 @@ Work pending(CLI::App& command) {
 }
 
 Work approve(CLI::App& command) {
-  auto decision = declareDecision(command);
+  auto decision = declareDecision(command, "approve");
   command.add_flag("--again", decision->again, "Also an action whose approval was cut off: it may run a second time");
   return [decision] {
-    decision->consent.require("approve");
+    decision->consent.requireOwner();
     if (decision->ids.empty()) return pick(*decision, "approve");
     return forEach(decision->ids, [&](const std::string& id) { return decision->approve(id); });
   };
 }
 
 Work reject(CLI::App& command) {
-  auto decision = declareDecision(command);
+  auto decision = declareDecision(command, "reject");
   return [decision] {
-    decision->consent.require("reject");
+    decision->consent.requireOwner();
     if (decision->ids.empty()) return pick(*decision, "reject");
     return forEach(decision->ids, [&](const std::string& id) { return decision->reject(id); });
   };

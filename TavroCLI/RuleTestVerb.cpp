@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "Platform/Json.h"
-#include "TavroCLI/Catalogue.h"
 #include "TavroCLI/Display.h"
 #include "TavroCLI/PolicyVerbs.h"
 #include "TavroCLI/Reasons.h"
@@ -34,17 +33,13 @@ Words words(ActionPolicy::Decision decision) {
 }
 
 struct Trial {
+  std::vector<std::string> typed = {};
   bool json = false;
 
-  ExitStatus run(const std::vector<std::string>& words) const {
-    if (words.empty()) {
-      throw CommandError(ExitStatus::wrongUsage,
-                         std::string("which tool? `tavro tools` lists them; ") + ToolArguments::shape);
-    }
-    const Tool& tool = Catalogue::get(words.front());
-    const Arguments args = ToolArguments::parsed({words.begin() + 1, words.end()});
+  ExitStatus run() const {
+    const auto call = ToolArguments::call(typed);
     TavroDB::forProcess();  // the gate goes on without its rules; the owner hears of it
-    return tell(tool, HarnessRunner::decide(tool, args));
+    return tell(call.tool, HarnessRunner::decide(call.tool, call.args));
   }
 
   ExitStatus tell(const Tool& tool, const ActionPolicy::Outcome& outcome) const {
@@ -55,11 +50,10 @@ struct Trial {
       Display::show(
           {{"tool", tool.id}, {"effect", effect}, {"mode", mode}, {"decision", decision}, {"reason", outcome.reason}});
     } else {
-      Terminal::print(Display::fields({{"tool", tool.id + " (" + effect + ")"},
-                                       {"mode", mode},
-                                       {"decision", "it " + std::string(decision)},
-                                       {"because", Reasons::told(outcome.reason)}},
-                                      Terminal::outputIsTerminal() ? Terminal::columns() : 0));
+      Display::print({{"tool", tool.id + " (" + effect + ")"},
+                      {"mode", mode},
+                      {"decision", "it " + std::string(decision)},
+                      {"because", Reasons::told(outcome.reason)}});
     }
     return status;
   }
@@ -69,9 +63,9 @@ struct Trial {
 
 Work PolicyVerbs::ruleTest(CLI::App& command) {
   auto trial = std::make_shared<Trial>();
-  command.add_flag("--json", trial->json, "Print JSON; stands before TOOL");
+  command.add_option("TOOL", trial->typed, "A tool's id, and then its arguments");
+  command.add_flag("--json", trial->json, "Print JSON");
   command.footer(std::string("The ") + ToolArguments::shape +
                  ".\nExit status: 0 it would run at once, 3 it would wait, 4 it would be refused.\n");
-  command.prefix_command();  // every word that follows is the tool's
-  return [trial, &command] { return trial->run(command.remaining()); };
+  return [trial] { return trial->run(); };
 }

@@ -1,6 +1,5 @@
 // `tavro rule`: standing orders of the owner.
 #include <algorithm>
-#include <cctype>
 #include <memory>
 
 #include "Platform/Json.h"
@@ -12,6 +11,7 @@
 #include "TavroCLI/PolicyVerbs.h"
 #include "TavroCLI/RuleText.h"
 #include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
 #include "TavroCore/harness/TavroDB.h"
 #include "TavroCore/harness/Timestamps.h"
 #include "TavroCore/harness/Tools.h"
@@ -19,9 +19,7 @@
 namespace {
 
 RulesDB& rules() {
-  // The process's connection lives until the end, so the reference does too.
-  static const std::shared_ptr<TavroDB> database = TavroDB::forProcess();
-  return database->rules;
+  return TavroDB::forProcess()->rules;  // the process's connection lives until the end
 }
 
 Terminal::Style style(PolicyRule::Decision decision) {
@@ -59,8 +57,6 @@ ExitStatus list(bool json) {
   return ExitStatus::done;
 }
 
-[[noreturn]] void wrong(const std::string& text) { throw CommandError(ExitStatus::wrongUsage, text); }
-
 /// A pattern that can never match is refused: the owner would believe in a protection that isn't there. One that
 /// matches nothing yet is a warning, since the catalogue grows.
 void checkPattern(const std::string& pattern) {
@@ -68,26 +64,14 @@ void checkPattern(const std::string& pattern) {
   const bool family = pattern.ends_with(".*");
   const std::string stem = family ? pattern.substr(0, pattern.size() - 2) : pattern;
   if (stem.empty() || stem.find('*') != std::string::npos) {
-    wrong("the tool pattern \"" + pattern + "\" can match nothing; it is *, or a family like note.*, or a tool's id");
+    Usage::wrong("the tool pattern \"" + pattern +
+                 "\" can match nothing; it is *, or a family like note.*, or a tool's id");
   }
   PolicyRule probe;
   probe.toolPattern = pattern;
   const auto& tools = Tools::all();
   if (std::any_of(tools.begin(), tools.end(), [&](const Tool& tool) { return probe.matches(tool.id, {}); })) return;
   Terminal::say("tavro: warning: no tool matches \"" + pattern + "\" today" + Nearest::hint(pattern, Catalogue::ids()));
-}
-
-/// Does the tool take an argument of this name? What a tool takes stands in its summary and nowhere else, and some say
-/// "same args as" another.
-bool mayTake(const Tool& tool, const std::string& argument) {
-  if (tool.summary.find("same args") != std::string::npos) return true;
-  const auto isPartOfWord = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
-  for (std::size_t at = 0; (at = tool.summary.find(argument, at)) != std::string::npos; ++at) {
-    const std::size_t end = at + argument.size();
-    const bool begins = at == 0 || !isPartOfWord(tool.summary[at - 1]);
-    if (begins && (end == tool.summary.size() || !isPartOfWord(tool.summary[end]))) return true;
-  }
-  return false;
 }
 
 /// A rule about an argument that none of its tools takes matches nothing.
@@ -99,7 +83,9 @@ void warnOfArguments(const PolicyRule& rule) {
   if (rule.account) keys.emplace_back("account");
   const auto& tools = Tools::all();
   for (const auto& key : keys) {
-    const auto takesIt = [&](const Tool& tool) { return anyArguments.matches(tool.id, {}) && mayTake(tool, key); };
+    const auto takesIt = [&](const Tool& tool) {
+      return anyArguments.matches(tool.id, {}) && Catalogue::mayTake(tool, key);
+    };
     if (std::any_of(tools.begin(), tools.end(), takesIt)) continue;
     Terminal::say("tavro: warning: no tool of \"" + rule.toolPattern + "\" tells of an argument \"" + key +
                   "\", so the rule may never match");
@@ -119,10 +105,10 @@ std::map<std::string, std::string> parsedMatch(const std::vector<std::string>& p
   for (const auto& pair : pairs) {
     const std::size_t equals = pair.find('=');
     if (equals == std::string::npos || equals == 0 || equals + 1 == pair.size()) {
-      wrong("--match wants an argument's name and a text that it must contain, key=text, not \"" + pair + "\"");
+      Usage::wrong("--match wants an argument's name and a text that it must contain, key=text, not \"" + pair + "\"");
     }
     if (!match.emplace(pair.substr(0, equals), pair.substr(equals + 1)).second) {
-      wrong("--match names " + pair.substr(0, equals) + " twice; a rule holds one text for an argument");
+      Usage::wrong("--match names " + pair.substr(0, equals) + " twice; a rule holds one text for an argument");
     }
   }
   return match;
@@ -137,11 +123,8 @@ struct Addition {
 
   PolicyRule rule() const {
     const auto known = decisionFromRawValue(decision);
-    if (!known) {
-      wrong("unknown decision: " + decision + Nearest::hint(decision, {"allow", "ask", "deny"}) +
-            " A rule says allow, ask or deny");
-    }
-    if (account && account->empty()) wrong("--account is empty; leave it out for a rule about every account");
+    if (!known) Usage::unknown("decision", decision, {"allow", "ask", "deny"});
+    if (account && account->empty()) Usage::wrong("--account is empty; leave it out for a rule about every account");
     checkPattern(pattern);
     PolicyRule rule{.account = account, .toolPattern = pattern, .match = parsedMatch(match), .decision = *known};
     warnOfArguments(rule);
@@ -208,9 +191,9 @@ Work overSelection(CLI::App& command, const std::string& verb, const std::string
                    std::function<bool(const PolicyRule&)> change) {
   auto selection = std::make_shared<Selection>();
   command.add_option("ID", selection->ids, "Id of a rule; its first characters will do")->required();
-  selection->consent.declare(command);
-  return [selection, verb, question, change = std::move(change)] {
-    selection->consent.require(verb);
+  selection->consent.declare(command, verb);
+  return [selection, question, change = std::move(change)] {
+    selection->consent.requireOwner();
     return selection->apply(question, change);
   };
 }
@@ -232,9 +215,9 @@ Work ruleAdd(CLI::App& command) {
   command.add_option("--account", addition->account, "Only calls whose argument `account` is this");
   command.add_option("--match", addition->match, "key=text: only calls whose argument `key` contains the text")
       ->allow_extra_args(false);
-  addition->consent.declare(command);
+  addition->consent.declare(command, "rule add");
   return [addition] {
-    addition->consent.require("rule add");
+    addition->consent.requireOwner();
     return addition->add();
   };
 }

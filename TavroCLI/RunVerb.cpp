@@ -4,7 +4,6 @@
 
 #include "Platform/Environment.h"
 #include "Platform/Text.h"
-#include "TavroCLI/Catalogue.h"
 #include "TavroCLI/Terminal.h"
 #include "TavroCLI/ToolArguments.h"
 #include "TavroCore/harness/AuditLog.h"
@@ -13,11 +12,6 @@
 #include "TavroCore/harness/PendingStore.h"
 
 namespace {
-
-struct Call {
-  std::string tool;
-  std::vector<std::string> pairs;
-};
 
 std::string actor() {
   const auto loop = Environment::value("VENDRY_RUN");
@@ -55,9 +49,8 @@ std::optional<HarnessRunner::Pending> waitsAlready(const Tool& tool, const Argum
   return std::nullopt;
 }
 
-ExitStatus perform(const Call& call) {
-  const Tool& tool = Catalogue::get(call.tool);
-  const Arguments args = ToolArguments::parsed(call.pairs);
+ExitStatus perform(const std::vector<std::string>& words) {
+  const auto& [tool, args] = ToolArguments::call(words);
   if (const auto waiting = waitsAlready(tool, args)) return report(*waiting);
   const auto result = HarnessRunner::run(tool, args, actor(), ConfigDir::url());
   return std::visit([](const auto& each) { return report(each); }, result);
@@ -71,14 +64,7 @@ Work run(CLI::App& command) {
   command.footer("The " + std::string(ToolArguments::shape) +
                  ".\nExit status: 0 done, 1 failed, 2 wrong usage, 3 queued for approval, 4 denied.\n");
   command.prefix_command();  // every word that follows is the tool's, whatever it looks like
-  return [&command] {
-    std::vector<std::string> words = command.remaining();
-    if (words.empty()) {
-      throw CommandError(ExitStatus::wrongUsage,
-                         "which tool? `tavro tools` lists them; " + std::string(ToolArguments::shape));
-    }
-    return perform({.tool = words.front(), .pairs = {words.begin() + 1, words.end()}});
-  };
+  return [&command] { return perform(command.remaining()); };
 }
 
 }  // namespace RunVerb

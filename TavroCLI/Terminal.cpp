@@ -16,7 +16,7 @@
 #include "Platform/Environment.h"
 #include "Platform/Text.h"
 #include "TavroCLI/Display.h"
-#include "TavroCLI/ExitStatus.h"
+#include "TavroCLI/Usage.h"
 
 namespace {
 
@@ -170,13 +170,16 @@ bool readerLeaves(std::chrono::milliseconds within) {
 
 void say(std::string_view text) { writeAll(STDERR_FILENO, Display::harmlessLines(text) + "\n"); }
 
-Progress::Progress(std::string_view doing)
-    : isShown_(::isatty(STDERR_FILENO) != 0 && Environment::value("TERM") != "dumb") {
-  if (isShown_) writeAll(STDERR_FILENO, Display::harmless(doing) + "…");
+Progress::Progress(std::string_view doing) {
+  if (::isatty(STDERR_FILENO) == 0) return;
+  const std::string text = Display::harmless(doing) + "…";
+  width_ = Display::width(text);
+  writeAll(STDERR_FILENO, text);
 }
 
+/// With blanks, which every terminal knows.
 Progress::~Progress() {
-  if (isShown_) writeAll(STDERR_FILENO, "\r\033[K");
+  if (width_ > 0) writeAll(STDERR_FILENO, "\r" + std::string(width_, ' ') + "\r");
 }
 
 bool canAsk() { return Conversation().possible(); }
@@ -223,10 +226,8 @@ std::string firstLineOfInput(std::size_t limit) {
     if (readInput(&byte, 1) == 0) return line;
     if (byte == '\n') break;
     line += byte;
-    if (line.size() > limit + 1) {
-      throw CommandError(ExitStatus::wrongUsage, "standard input's first line is longer than the " +
-                                                     std::to_string(limit) + " bytes it may have");
-    }
+    if (line.size() > limit + 1)
+      Usage::wrong("standard input's first line is longer than the " + std::to_string(limit) + " bytes it may have");
   }
   if (line.ends_with('\r')) line.pop_back();
   return line;

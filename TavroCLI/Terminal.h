@@ -37,7 +37,7 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
  private:
-  bool isShown_;
+  std::size_t width_ = 0;  // of what is shown
 };
 
 /// Can a person be asked? On the controlling terminal, or on standard input when that is a terminal.

@@ -3,8 +3,9 @@
 #include "Platform/Environment.h"
 #include "Platform/Files.h"
 #include "Platform/Text.h"
-#include "TavroCLI/ExitStatus.h"
+#include "TavroCLI/Catalogue.h"
 #include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ std::string fileText(const std::string& key, const std::string& path) {
 void add(Arguments& args, const std::string& word) {
   const std::size_t equals = word.find('=');
   if (equals == std::string::npos || equals == 0) {
-    throw CommandError(ExitStatus::wrongUsage, "\"" + word + "\" is no argument; " + ToolArguments::shape);
+    Usage::wrong("\"" + word + "\" is no argument; " + ToolArguments::shape);
   }
   std::string key = word.substr(0, equals);
   std::string value = word.substr(equals + 1);
@@ -30,7 +31,7 @@ void add(Arguments& args, const std::string& word) {
   }
   key = Text::repairUTF8(std::move(key));
   if (!args.emplace(key, Text::repairUTF8(std::move(value))).second) {
-    throw CommandError(ExitStatus::wrongUsage, "the argument " + key + " is given twice");
+    Usage::wrong("the argument " + key + " is given twice");
   }
 }
 
@@ -40,4 +41,15 @@ Arguments ToolArguments::parsed(const std::vector<std::string>& words) {
   Arguments args;
   for (const auto& word : words) add(args, word);
   return args;
+}
+
+ToolArguments::Call ToolArguments::call(const std::vector<std::string>& words) {
+  if (words.empty()) Usage::wrong(std::string("which tool? `tavro tools` lists them; ") + shape);
+  Call call{Catalogue::get(words.front()), parsed({words.begin() + 1, words.end()})};
+  for (const auto& [key, value] : call.args) {
+    if (!Catalogue::mayTake(call.tool, key))
+      Terminal::say("tavro: warning: " + call.tool.id + " tells of no argument \"" + key +
+                    "\" and may pass over it; `tavro tools " + call.tool.id + "` shows what it takes");
+  }
+  return call;
 }

@@ -16,4 +16,12 @@ inline constexpr const char* shape =
 /// another shape, a key that is given twice or a file that isn't there.
 Arguments parsed(const std::vector<std::string>& words);
 
+struct Call {
+  const Tool& tool;
+  Arguments args;
+};
+/// Of TOOL key=value..., with a warning on standard error for an argument that the tool doesn't tell of. Throws
+/// CommandError as `parsed`, and for a tool that isn't there.
+Call call(const std::vector<std::string>& words);
+
 }  // namespace ToolArguments

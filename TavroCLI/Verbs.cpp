@@ -17,12 +17,12 @@
 #include "TavroCLI/FeedbackVerbs.h"
 #include "TavroCLI/ImapVerbs.h"
 #include "TavroCLI/InstallVerb.h"
-#include "TavroCLI/Nearest.h"
 #include "TavroCLI/PolicyVerbs.h"
 #include "TavroCLI/QueueVerbs.h"
 #include "TavroCLI/RunVerb.h"
 #include "TavroCLI/Terminal.h"
 #include "TavroCLI/ToolsVerb.h"
+#include "TavroCLI/Usage.h"
 #include "TavroCLI/WhyVerb.h"
 #include "TavroCore/harness/ConfigDir.h"
 #include "TavroCore/harness/TavroDB.h"
@@ -138,21 +138,19 @@ std::vector<std::string> names(const std::vector<Verb>& verbs) {
 /// Answers a verb that isn't there before CLI11 does, which doesn't know the nearest.
 void checkVerbs(const std::vector<std::string>& arguments) {
   const std::vector<Verb>* verbs = &table;
+  std::string listing = "`tavro` alone";
   for (const auto& word : arguments) {
     if (word.starts_with('-')) return;
     const auto found = std::find_if(verbs->begin(), verbs->end(), [&](const Verb& verb) { return word == verb.name; });
-    if (found == verbs->end()) {
-      throw CommandError(ExitStatus::wrongUsage,
-                         "unknown verb: " + word + Nearest::hint(word, names(*verbs)) + " `tavro` alone lists them");
-    }
+    if (found == verbs->end()) Usage::unknown("verb", word, names(*verbs), listing + " lists them");
     if (found->declare) return;  // what follows are its arguments
     verbs = &found->children;
+    listing = "`tavro " + word + " --help`";
   }
 }
 
 [[noreturn]] void wantsOneOf(const Verb& verb) {
-  throw CommandError(ExitStatus::wrongUsage,
-                     std::string(verb.name) + " what? " + Text::join(names(verb.children), ", "));
+  Usage::wrong(std::string(verb.name) + " what? " + Text::join(names(verb.children), ", "));
 }
 
 const CLI::App& deepest(const CLI::App& command) {
@@ -239,7 +237,7 @@ ExitStatus perform(std::vector<std::string> arguments) {
     Terminal::print(std::string(version.what()) + "\n");
     return ExitStatus::done;
   } catch (const CLI::ParseError& failure) {
-    throw CommandError(ExitStatus::wrongUsage, std::string(failure.what()) + "; --help tells what there is");
+    Usage::wrong(std::string(failure.what()) + "; --help tells what there is");
   }
   const Entry& chosen = entries.at(&deepest(app));
   if (!chosen.work) wantsOneOf(*chosen.verb);

@@ -1,6 +1,5 @@
 #include "TavroCLI/WhyVerb.h"
 
-#include <algorithm>
 #include <memory>
 
 #include "Platform/Json.h"
@@ -8,7 +7,7 @@
 #include "TavroCLI/Display.h"
 #include "TavroCLI/QueueAudit.h"
 #include "TavroCLI/Reasons.h"
-#include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
 #include "TavroCore/harness/Approval.h"
 #include "TavroCore/harness/ConfigDir.h"
 #include "TavroCore/harness/TavroDB.h"
@@ -82,8 +81,7 @@ std::vector<Display::Field> fields(const Story& story) {
 }
 
 ExitStatus tell(const std::string& typed, bool json) {
-  if (typed.empty())
-    throw CommandError(ExitStatus::wrongUsage, "why what? Give the id of a queued action, or a tool's");
+  if (typed.empty()) Usage::wrong("why what? Give the id of a queued action, or a tool's");
   auto story = ofQueuedAction(typed);
   if (!story) story = ofDecidedAction(typed);
   if (!story) story = ofTool(typed);
@@ -95,7 +93,7 @@ ExitStatus tell(const std::string& typed, bool json) {
     Display::show(record);
     return ExitStatus::done;
   }
-  Terminal::print(Display::fields(fields(*story), Terminal::outputIsTerminal() ? Terminal::columns() : 0));
+  Display::print(fields(*story));
   return ExitStatus::done;
 }
 

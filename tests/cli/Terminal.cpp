@@ -90,7 +90,9 @@ TEST_F(OnATerminal, whatAnAgentWroteCantSteerTheScreen) {
   }
 }
 
-TEST_F(OnATerminal, aLongArgumentIsBrokenBehindItsBarAndShownWhole) {
+TEST_F(OnATerminal, aLongArgumentIsBrokenBehindItsBarAndShownWholeAndASentenceBetweenItsWords) {
+  const std::string narrow = onTerminal(sandbox, "stty cols 50; tavro rule test note.delete", "").screen;
+  EXPECT_THAT(narrow, HasSubstr("because  │ no rule speaks of it; in the mode \r\n         │ copilote "));
   const std::string screen = onTerminal(sandbox, "tavro approve AAAA1111", "n\n").screen;
   EXPECT_EQ(std::count(screen.begin(), screen.end(), 'W'), 200);
   EXPECT_THAT(screen, HasSubstr("\n            │ WWW"));
@@ -149,8 +151,8 @@ TEST_F(OnATerminal, feedbackIsToldInAgesAndCutToTheScreen) {
 
 TEST_F(OnATerminal, coloursAreForTerminalsThatWantThem) {
   EXPECT_THAT(onTerminal(sandbox, "tavro tools", "").screen, HasSubstr("\033[1mhow_it_works"));
-  EXPECT_THAT(onTerminal(sandbox, "NO_COLOR=1 tavro tools", "").screen, Not(HasSubstr("\033")));
-  EXPECT_THAT(onTerminal(sandbox, "TERM=dumb tavro tools", "").screen, Not(HasSubstr("\033")));
+  for (const char* command : {"NO_COLOR=1 tavro tools", "TERM=dumb tavro tools", "NO_COLOR=1 tavro doctor"})
+    EXPECT_THAT(onTerminal(sandbox, command, "").screen, Not(HasSubstr("\033"))) << command;
 }
 
 }  // namespace
