@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <set>
 
 #include "Platform/DesktopAccess.h"
 #include "TavroCLI/ClientConfigurations.h"
@@ -84,6 +85,19 @@ List logins() {
   });
 }
 
+/// What `why` can tell of: what waits, and what the newest lines of the audit speak of.
+List explained() {
+  List list = queued();
+  std::set<std::string> known;
+  for (const auto& entry : TavroDB::forProcess()->audit.recent(200)) {
+    const std::string reason = entry.reason.value_or("");
+    const bool isEnd = reason.starts_with("approved:") || reason.starts_with("rejected:");
+    if (isEnd) list.push_back({reason.substr(reason.find(':') + 1), entry.action});
+    if (known.insert(entry.action).second) list.push_back({entry.action});
+  }
+  return list;
+}
+
 List modes() { return words({"panic", "copilote", "yolo"}); }
 List decisions() { return words({"allow", "ask", "deny"}); }
 List shells() { return words({"bash", "zsh", "fish"}); }
@@ -104,7 +118,7 @@ constexpr std::array places = {
     Place{"pending", queued},
     Place{"approve", queued, true},
     Place{"reject", queued, true},
-    Place{"why", queued},
+    Place{"why", explained},
     Place{"rule rm", rules, true},
     Place{"rule enable", rules, true},
     Place{"rule disable", rules, true},
@@ -144,11 +158,26 @@ List verbs(const std::vector<Verb>& table) {
   return list;
 }
 
+/// Of a verb: its options, without --help, which all have.
+List options(const Verb& verb) {
+  CLI::App command;
+  const Work keepsRecords = verb.declare ? verb.declare(command) : nullptr;
+  List list;
+  for (const CLI::Option* option : command.get_options()) {
+    for (const auto& name : option->get_lnames())
+      if (name != "help") list.push_back({"--" + name, option->get_description()});
+  }
+  return list;
+}
+
+void append(List& list, const List& more) { list.insert(list.end(), more.begin(), more.end()); }
+
 }  // namespace
 
 std::vector<Candidate> Candidates::after(const std::vector<std::string>& words) noexcept try {
   if (!words.empty() && words.back().starts_with("--")) return at(words.back(), 0);
   const std::vector<Verb>* table = &Verbs::all();
+  const Verb* last = nullptr;
   std::string path;
   std::size_t depth = 0;
   for (; depth < words.size(); ++depth) {
@@ -156,11 +185,12 @@ std::vector<Candidate> Candidates::after(const std::vector<std::string>& words) 
         std::find_if(table->begin(), table->end(), [&](const Verb& each) { return words[depth] == each.name; });
     if (verb == table->end()) break;
     path += (path.empty() ? "" : " ") + words[depth];
+    last = &*verb;
     table = &verb->children;
   }
   List list = at(path, words.size() - depth);
-  if (depth == words.size())
-    for (auto& verb : verbs(*table)) list.push_back(std::move(verb));
+  if (depth == words.size()) append(list, verbs(*table));
+  if (last) append(list, options(*last));
   return list;
 } catch (...) {
   return {};

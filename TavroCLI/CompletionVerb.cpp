@@ -1,15 +1,14 @@
 // The scripts do nothing but ask `tavro complete` at each turn, so what is offered is as live as the verbs themselves
-// and the same in all three shells.
+// and the same in all three shells. Options are shown to who has typed a "-".
 #include "TavroCLI/CompletionVerb.h"
 
 #include <map>
 #include <memory>
 
-#include "Platform/Text.h"
 #include "TavroCLI/Candidates.h"
 #include "TavroCLI/Display.h"
-#include "TavroCLI/Nearest.h"
 #include "TavroCLI/Terminal.h"
+#include "TavroCLI/Usage.h"
 
 namespace {
 
@@ -19,6 +18,7 @@ constexpr const char* bash = R"(_tavro() {
   typed="${typed//[\\\'\"]/}"
   COMPREPLY=()
   while IFS=$'\t' read -r word _; do
+    [[ $word == -* && $typed != -* ]] && continue
     case "$word" in "$typed"*) COMPREPLY+=("$word") ;; esac
   done < <(tavro complete "${COMP_WORDS[@]:1:COMP_CWORD-1}" 2>/dev/null)
   compopt -o filenames 2>/dev/null
@@ -32,21 +32,25 @@ _tavro() {
   local -a words_before found
   words_before=("${(@Q)words[2,CURRENT-1]}")
   found=("${(@f)$(tavro complete "${words_before[@]}" 2>/dev/null | cut -f1)}")
-  compadd -- "${(@)found:#}"
+  [[ $PREFIX == -* ]] || found=("${(@)found:#-*}")
+  compadd -- "${(@)found:#}" || _files
 }
 if [ "$funcstack[1]" = _tavro ]; then _tavro "$@"; else compdef _tavro tavro; fi
 )";
 
-constexpr const char* fish = R"(complete -c tavro -f -a '(tavro complete (commandline -opc)[2..-1] 2>/dev/null)'
+constexpr const char* fish = R"(function __tavro_candidates
+  set -l hidden '^-'
+  string match -q -- '-*' (commandline -ct); and set hidden '^$'
+  tavro complete (commandline -opc)[2..-1] 2>/dev/null | string match -rv $hidden
+end
+complete -c tavro -f -a '(__tavro_candidates)'
+complete -c tavro -F -n 'string match -q -- --file (commandline -opc)[-1]'
 )";
 
 ExitStatus print(const std::string& shell) {
   static const std::map<std::string, const char*> scripts = {{"bash", bash}, {"zsh", zsh}, {"fish", fish}};
   const auto script = scripts.find(shell);
-  if (script == scripts.end()) {
-    throw CommandError(ExitStatus::wrongUsage,
-                       "no completion for \"" + shell + "\"" + Nearest::hint(shell, {"bash", "zsh", "fish"}));
-  }
+  if (script == scripts.end()) Usage::unknown("shell", shell, {"bash", "zsh", "fish"});
   Terminal::print(script->second);
   return ExitStatus::done;
 }
