@@ -35,9 +35,9 @@ struct Script {
 };
 
 struct Tool {
-  std::string id;       // dotted: "mail.send"; the MCP name has "_" instead
-  std::string summary;  // all that the agent is told of the tool and its arguments
-  Effect effect = Effect::read;
+  std::string id;                       // dotted: "mail.send"; the MCP name has "_" instead
+  std::string summary;                  // all that the agent is told of the tool and its arguments
+  Effect effect = Effect::destructive;  // so that one whose author forgot it waits
 
   /// Checks the arguments and gives the script to run. A tool with a `nativeRun` uses it as its check
   /// only and gives an empty script. Throws ToolError.

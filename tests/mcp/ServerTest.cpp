@@ -33,6 +33,7 @@ const std::vector<Tool>& catalogue() {
   static const std::vector<Tool> tools = {
       {.id = "test.echo",
        .summary = "Say \"it\" again",
+       .effect = Effect::read,
        .build = noScript,
        .nativeRun =
            [](const Arguments& args) {
@@ -40,7 +41,11 @@ const std::vector<Tool>& catalogue() {
              for (const auto& [key, value] : args) text += key + "=" + value + ";";
              return text;
            }},
-      {.id = "test.nothing", .summary = "n", .build = noScript, .nativeRun = [](const Arguments&) { return ""; }},
+      {.id = "test.nothing",
+       .summary = "n",
+       .effect = Effect::read,
+       .build = noScript,
+       .nativeRun = [](const Arguments&) { return ""; }},
       {.id = "test.wipe",
        .summary = "w",
        .effect = Effect::destructive,
@@ -52,6 +57,7 @@ const std::vector<Tool>& catalogue() {
        }},
       {.id = "test.fail",
        .summary = "f",
+       .effect = Effect::read,
        .build = noScript,
        .nativeRun = [](const Arguments&) -> std::string { throw Error("it broke"); }},
   };
