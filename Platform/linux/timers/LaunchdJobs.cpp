@@ -21,6 +21,7 @@ using std::chrono::steady_clock;
 using std::filesystem::path;
 
 constexpr const char* suffix = ".json";
+constexpr auto longestWait = 10s;
 
 path jobPath(const string& label) { return LaunchdJobs::jobsDirectory() / (JobName::escaped(label) + suffix); }
 path stateDirectory() { return LaunchdJobs::directory() / "state"; }
@@ -93,10 +94,13 @@ std::optional<LaunchdJob> jobAt(const path& file) {
 /// Only once the lock is held does a launchd know of later changes.
 void ensureLaunchd() {
   if (FileLock::isHeld(LaunchdJobs::lockFile())) return;
-  Process::detach({.program = Platform::program("launchd"), .directory = "/"});
-  const auto limit = steady_clock::now() + 10s;
+  const auto program = Platform::program("launchd");
+  Process::detach({.program = program, .directory = "/"});
+  const auto limit = steady_clock::now() + longestWait;
   while (!FileLock::isHeld(LaunchdJobs::lockFile())) {
-    if (steady_clock::now() > limit) throw Error("launchd doesn't start");
+    if (steady_clock::now() > limit)
+      throw Error(fmt::format("launchd isn't up after {} seconds; run {} to see what keeps it", longestWait.count(),
+                              program.string()));
     std::this_thread::sleep_for(5ms);
   }
 }
@@ -128,18 +132,18 @@ FileLock LaunchdJobs::takeLock(const path& file, std::chrono::seconds patience) 
 }
 
 FileLock LaunchdJobs::lockChanges() {
-  constexpr auto patience = 10s;
   const auto file = directory() / "changes.lock";
-  auto lock = takeLock(file, patience);
+  auto lock = takeLock(file, longestWait);
   if (lock.state() == FileLock::State::held) return lock;
-  throw Error(fmt::format("another launchctl has been changing jobs for {} seconds; it holds {}", patience.count(),
+  throw Error(fmt::format("another launchctl has been changing jobs for {} seconds; it holds {}", longestWait.count(),
                           file.string()));
 }
 
 void LaunchdJobs::load(const LaunchJob& job) {
   LaunchdJob entry{job, Uuid::random(), Moment::now(), JobEnvironment::session()};
   entry.job.environment.merge(JobEnvironment::habits());  // what the list itself sets stays
-  if (jobAt(jobPath(job.label)) && !isLoaded(job.label)) throw Error("a job of another label has the same name here");
+  if (jobAt(jobPath(job.label)) && !isLoaded(job.label))
+    throw Error("a job of another label has the name " + jobPath(job.label).string());
   Files::replace(jobPath(job.label), JsonText::writePretty(toJson(entry)) + "\n");
   try {
     ensureLaunchd();

@@ -1,5 +1,6 @@
 #include "Platform/linux/timers/UserManager.h"
 
+#include <fmt/format.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -32,6 +33,8 @@ std::map<string, string> sessionVariables() {
   return {{"XDG_RUNTIME_DIR", directory}};
 }
 
+constexpr auto patience = std::chrono::seconds(10);
+
 /// A manager that doesn't answer mustn't hold us up for good.
 Process::Result systemctl(const std::vector<string>& words) try {
   std::vector<string> arguments = {"--user", "--no-pager", "--no-ask-password"};
@@ -40,7 +43,7 @@ Process::Result systemctl(const std::vector<string>& words) try {
                        .arguments = arguments,
                        .input = "",
                        .environment = sessionVariables(),
-                       .limit = std::chrono::seconds(10)});
+                       .limit = patience});
 } catch (const Process::LaunchFailure& failure) {  // a computer without systemd
   return {.status = {.exited = true, .code = 127}, .output = "", .errors = failure.description()};
 }
@@ -48,9 +51,11 @@ Process::Result systemctl(const std::vector<string>& words) try {
 void require(const std::vector<string>& words) {
   const auto result = systemctl(words);
   if (result.status.ok()) return;
+  if (!result.status.exited)
+    throw Error(fmt::format("systemctl --user {} isn't done after {} seconds", words.front(), patience.count()));
   const string said(Text::trim(result.errors));
-  throw Error("systemctl --user " + words.front() + " failed: " +
-              (said.empty() ? "status " + std::to_string(result.status.shellCode()) : Text::repairUTF8(said)));
+  throw Error("systemctl --user " + words.front() +
+              " failed: " + (said.empty() ? "status " + std::to_string(result.status.code) : Text::repairUTF8(said)));
 }
 
 /// Paths with blanks come quoted.
