@@ -8,7 +8,7 @@
 #include "Platform/Files.h"
 #include "Platform/Text.h"
 #include "Platform/linux/applescript/Application.h"
-#include "Platform/linux/applescript/Calendar.h"
+#include "Platform/linux/applescript/DateForms.h"
 #include "Platform/linux/applescript/References.h"
 #include "Platform/linux/applescript/Stack.h"
 

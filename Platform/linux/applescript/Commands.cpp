@@ -9,7 +9,7 @@
 #include "Platform/Environment.h"
 #include "Platform/Process.h"
 #include "Platform/Text.h"
-#include "Platform/linux/applescript/Calendar.h"
+#include "Platform/linux/applescript/DateForms.h"
 #include "Platform/linux/applescript/Evaluator.h"
 #include "Platform/linux/applescript/TextParts.h"
 

@@ -8,8 +8,8 @@
 #include <random>
 
 #include "Platform/Text.h"
-#include "Platform/linux/applescript/Calendar.h"
 #include "Platform/linux/applescript/Coercion.h"
+#include "Platform/linux/applescript/DateForms.h"
 #include "Platform/linux/applescript/Deferred.h"
 #include "Platform/linux/applescript/Schema.h"
 #include "Platform/linux/applescript/Stack.h"

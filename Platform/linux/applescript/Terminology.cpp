@@ -7,7 +7,7 @@
 #include <unordered_set>
 
 #include "Platform/Text.h"
-#include "Platform/linux/applescript/Calendar.h"
+#include "Platform/linux/applescript/DateForms.h"
 
 namespace AppleScript {
 namespace {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Platform/Error.h"
+#include "Platform/linux/applescript/Deferred.h"
 
 namespace AppleScript {
 
@@ -54,11 +55,6 @@ using List = std::vector<Value>;
 /// Labels in the order they were given: as the dictionary spells them ("name", "MIME type"), others
 /// lower-cased.
 using Record = std::vector<std::pair<std::string, Value>>;
-
-/// Lists, records and references are made by these: what they hold is released from a queue, so that
-/// a nesting of any depth (`repeat` / `set L to {L}`) is freed without recursion.
-std::shared_ptr<List> shareList(List list);
-std::shared_ptr<Record> shareRecord(Record record);
 
 /// A path: `POSIX file "/a/b"` and, once it is known to exist, `alias`.
 struct File {
@@ -128,8 +124,9 @@ class Value {
   Storage storage_;
 };
 
-inline Value::Value(List list) : storage_(shareList(std::move(list))) {}
-inline Value::Value(Record record) : storage_(shareRecord(std::move(record))) {}
+// A nesting of any depth (`repeat` / `set L to {L}`) is freed without recursion.
+inline Value::Value(List list) : storage_(shareDeferred(new List(std::move(list)))) {}
+inline Value::Value(Record record) : storage_(shareDeferred(new Record(std::move(record)))) {}
 
 /// A failure that a script can catch with `on error`. `description()` is the text without the number.
 class ScriptError : public Error {

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "Platform/Text.h"
-#include "Platform/linux/applescript/Calendar.h"
+#include "Platform/linux/applescript/DateForms.h"
 #include "Platform/linux/apps/DesktopApplication.h"
 #include "Platform/linux/stores/CalendarStore.h"
 

@@ -8,7 +8,7 @@
 #include "Platform/Desktop.h"
 #include "Platform/SystemLog.h"
 #include "Platform/Text.h"
-#include "Platform/linux/applescript/Calendar.h"
+#include "Platform/linux/applescript/DateForms.h"
 #include "Platform/linux/apps/Applications.h"
 #include "Platform/linux/apps/DesktopApplication.h"
 #include "Platform/linux/stores/ContactsStore.h"

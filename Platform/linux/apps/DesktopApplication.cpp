@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "Platform/linux/applescript/Calendar.h"
+#include "Platform/linux/applescript/DateForms.h"
 #include "Platform/linux/applescript/Schema.h"
 #include "Platform/linux/stores/InstalledApplications.h"
 #include "Platform/linux/stores/Permissions.h"

@@ -1,12 +1,8 @@
-// How values go away.
-#include "Platform/linux/applescript/Value.h"
-
 #include "Platform/linux/applescript/Deferred.h"
 
-namespace AppleScript {
+#include <vector>
 
-std::shared_ptr<List> shareList(List list) { return shareDeferred(new List(std::move(list))); }
-std::shared_ptr<Record> shareRecord(Record record) { return shareDeferred(new Record(std::move(record))); }
+namespace AppleScript {
 
 namespace {
 

@@ -1,11 +1,12 @@
 // Calendar arithmetic by <chrono>; texts by a small reader of words and numbers.
-#include "Platform/linux/applescript/Calendar.h"
+#include "Platform/linux/applescript/DateForms.h"
 
 #include <fmt/format.h>
 
-#include <array>
+#include <algorithm>
 #include <cctype>
 #include <chrono>
+#include <vector>
 
 #include "Platform/Dates.h"
 
