@@ -111,7 +111,7 @@ TEST_F(CalendarTest, givesCalendarsAndEvents) {
        "\"2026-03-14 09:00\"}\n(end date of e) - (start date of e)",
        "3600"},
       {"set c to calendar \"../yours\"\nset e to event 1 of c\ndelete e\n{exists e, count of events of c}", "false, 0"},
-      {"delete calendar \"../yours\"\nname of calendars", "home, Work & more"},
+      {"set c to calendar \"../yours\"\nreload calendars\ndelete c\nname of calendars", "home, Work & more"},
   };
   for (const auto& [script, result] : steps) EXPECT_EQ(tell("Calendar", script), result) << script;
   EXPECT_EQ(Files::list(root / "calendars"), (std::vector<std::string>{"home", "work"}));

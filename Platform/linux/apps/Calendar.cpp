@@ -288,9 +288,11 @@ void Calendar::remove(const ObjectPtr& object) {
     store.remove(event->event->stored);
     event->in->remove(event->event);
   } else if (const auto calendar = std::dynamic_pointer_cast<CalendarObject>(object)) {
-    store.removeCalendar(calendar->calendar->collection.id);
+    const auto& id = calendar->calendar->collection.id;
+    store.removeCalendar(id);
     calendar->calendar->isGone = true;
-    std::erase(*calendars_, calendar->calendar);
+    // By its id: the calendars may have been reloaded since the script took this one.
+    if (calendars_) std::erase_if(*calendars_, [&](const auto& one) { return one->collection.id == id; });
   } else {
     throw ScriptError(ErrorNumber::accessNotAllowed, "Can’t delete " + object->specifier() + ". Access not allowed.");
   }
