@@ -126,7 +126,8 @@ TEST_F(MailTest, findsAMessageThatAnotherProgramRenamedAndNeverTakesAnother) {
   EXPECT_THAT(files("work/INBOX"), ElementsAre("1773480412.M1.host:2,", "1773480413.M1.host,U=7:2,FS"));
   const auto gone =
       "Mail got an error: Can’t get message id [0-9]+ of mailbox \"INBOX\" of account id \"work\". .-1728.";
-  for (const std::string act : {"content of m", "delete m", "set read status of m to true", "reply m"}) {
+  for (const std::string act :
+       {"content of m", "word 1 of content of m", "delete m", "set read status of m to true", "reply m"}) {
     letter("work/INBOX", "1773480499.M1.host:2,", simple("Three"));
     const auto vanish = "set m to message 1 of inbox\ndo shell script \"rm " + inbox + "1773480499*\"\n";
     expect({{vanish + act, gone}});

@@ -164,7 +164,7 @@ void appendText(std::string& out, const Value& value, std::string_view delimiter
     out += file->path;
   else if (isNumber(value) || value.as<bool>() || value.isMissing() || value.as<TypeName>() || value.as<Constant>())
     out += sourceForm(value);
-  else if (Value plain = value.object() ? value.object()->plainValue() : Value(); !plain.isNothing())
+  else if (Value plain = value.object() ? plainValueOf(value.object()) : Value(); !plain.isNothing())
     appendText(out, plain, delimiter);
   else
     cannotMake(value, "text");

@@ -53,7 +53,7 @@ Value Evaluator::builtin(const CommandNode& node) {
     case Builtin::count:
       return count(node);
     case Builtin::exists:
-      return node.direct ? exists(*node.direct) : exists(node);
+      return exists(node);
     case Builtin::log:
       std::cerr << resultForm(node.direct ? direct() : it()) << "\n";
       return {};
@@ -88,8 +88,7 @@ Value Evaluator::builtin(const CommandNode& node) {
 
 Value Evaluator::count(const CommandNode& node) {
   if (!node.direct) return static_cast<std::int64_t>(lengthOf(it()));
-  const bool elements = node.direct->kind == Node::Kind::step;
-  const Step* step = elements ? static_cast<const Step*>(node.direct) : nullptr;
+  const Step* step = node.direct->kind == Node::Kind::step ? &as<Step>(*node.direct) : nullptr;
   if (step && step->form == Selector::Form::every) {
     const Spread from = base(step->container);
     const Selector every = selector(*step);
@@ -101,12 +100,12 @@ Value Evaluator::count(const CommandNode& node) {
   return static_cast<std::int64_t>(lengthOf(value));
 }
 
-bool Evaluator::exists(const Node& node) {
-  const bool own = node.kind == Node::Kind::command;  // `tell x to exists`
+bool Evaluator::exists(const CommandNode& node) {
   try {
-    const Value value = resolved(own ? it() : spread(node).value);
+    const Value value = resolved(node.direct ? spread(*node.direct).value : it());
     if (const ObjectPtr object = value.object()) return ask(object->application(), [&] { return object->exists(); });
-    if (auto list = value.list()) return !list->empty() || node.kind != Node::Kind::step;
+    const bool elements = node.direct && node.direct->kind == Node::Kind::step;
+    if (auto list = value.list()) return !list->empty() || !elements;
     return !value.isNothing() && !value.isMissing();
   } catch (const ScriptError& error) {
     if (error.number() == ErrorNumber::noSuchObject || error.number() == ErrorNumber::invalidIndex) return false;

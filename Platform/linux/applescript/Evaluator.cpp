@@ -56,9 +56,11 @@ Value calculated(Operator operation, const Value& left, const Value& right) {
   }
 }
 
+// Beyond thirty thousand years a date stays where it is: a loop that adds on and on must not overflow.
 Value shifted(Date date, double seconds) {
   constexpr double most = 1e12;
-  return Date{date.seconds + static_cast<std::int64_t>(std::nearbyint(std::clamp(seconds, -most, most)))};
+  const double sum = static_cast<double>(date.seconds) + std::nearbyint(seconds);
+  return Date{static_cast<std::int64_t>(std::clamp(sum, -most, most))};
 }
 
 bool startsWith(const Value& whole, const Value& part, const Attention& attention, bool atEnd) {
@@ -97,19 +99,15 @@ Record merged(const Record& first, const Record& second) {
   return result;
 }
 
-Value plainOf(const ObjectPtr& object) {
-  return ask(object->application(), [&] { return object->plainValue(); });
-}
-
 // A rich text as its text, and a list of them as texts: the first of a list tells what all of it is.
 Value plain(const Value& value) {
   if (const ObjectPtr object = value.object()) {
-    const Value inner = plainOf(object);
+    const Value inner = plainValueOf(object);
     return inner.isNothing() ? value : inner;
   }
   const List* list = value.list();
   const ObjectPtr first = list && !list->empty() ? list->front().object() : nullptr;
-  if (!first || plainOf(first).isNothing()) return value;
+  if (!first || plainValueOf(first).isNothing()) return value;
   List values;
   for (const Value& item : *list) values.push_back(plain(item));
   return values;

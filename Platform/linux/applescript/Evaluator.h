@@ -83,7 +83,7 @@ class Evaluator {
   Value parameter(std::string_view label, const Node& value);
   std::shared_ptr<Application> receiver(const Value& direct);
   Value count(const CommandNode& node);
-  bool exists(const Node& node);
+  bool exists(const CommandNode& node);
   Value offset(const CommandNode& node);
   Value round(const CommandNode& node);
   Value randomNumber(const CommandNode& node);

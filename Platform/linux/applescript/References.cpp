@@ -111,8 +111,7 @@ Value objectProperty(const ObjectPtr& object, const Selector& step) {
   if (step.name == "class") return TypeName{kindName(*object)};
   if (step.name == "contents") return object;
   if (step.name == "name" && object.get() == &application) return application.name();
-  if (const Value plain = ask(application, [&] { return object->plainValue(); }); !plain.isNothing())
-    return get(plain, step, {});
+  if (const Value plain = plainValueOf(object); !plain.isNothing()) return get(plain, step, {});
   cannotGet(step, object);
 }
 
@@ -153,26 +152,23 @@ List asList(const std::vector<ObjectPtr>& objects, Bounds part) {
 }
 
 // The class of a plural that isn't an element may still be a property: `email addresses of account 1`.
-Value objectEvery(const ObjectPtr& object, const Selector& step) {
+Value objectEvery(const ObjectPtr& object, const Selector& step, const Reading& reading) {
   const Schema& schema = Schema::of(object->application());
   if (!schema.hasElement(kindName(*object), step.name)) {
     for (const std::string& name : {step.shown, step.name})
       if (schema.property(kindName(*object), name)) return objectProperty(object, {Form::property, name, name});
-    const Value plain = ask(object->application(), [&] { return object->plainValue(); });
-    if (!plain.isNothing()) return get(plain, step, {});
+    if (const Value plain = plainValueOf(object); !plain.isNothing()) return get(plain, step, reading);
   }
   const auto elements = filteredElements(object, step, SIZE_MAX);
   return elements.empty() ? List{} : asList(elements, {0, elements.size() - 1});
 }
 
-Value fromObject(const ObjectPtr& object, const Selector& step) {
+Value fromObject(const ObjectPtr& object, const Selector& step, const Reading& reading) {
   if (step.form == Form::property || step.form == Form::userProperty) return objectProperty(object, step);
-  if (step.form == Form::every) return objectEvery(object, step);
+  if (step.form == Form::every) return objectEvery(object, step, reading);
   if (step.form == Form::named || step.form == Form::id) return keyedElement(object, step);
-  if (const Value plain = object->plainValue();
-      !plain.isNothing() && isTextPart(step.name) &&
-      !Schema::of(object->application()).hasElement(kindName(*object), step.name))
-    return get(plain, step, {});
+  if (isTextPart(step.name) && !Schema::of(object->application()).hasElement(kindName(*object), step.name))
+    if (const Value plain = plainValueOf(object); !plain.isNothing()) return get(plain, step, reading);
   const std::int64_t index = step.form == Form::index ? asInteger(step.from) : 0;
   const auto elements = filteredElements(object, step, index > 0 ? static_cast<std::size_t>(index) : SIZE_MAX);
   if (step.form == Form::range) {
@@ -337,6 +333,10 @@ bool isProperty(const Selector& step) { return step.form == Form::property || st
 
 }  // namespace
 
+Value plainValueOf(const ObjectPtr& object) {
+  return ask(object->application(), [&] { return object->plainValue(); });
+}
+
 std::string textOfCodePoints(const Value& ids) {
   const Value plain = resolved(ids);
   std::string text;
@@ -384,7 +384,7 @@ Value settled(const Value& value) {
   checkStack();
   const Value plain = resolved(value);
   if (const ObjectPtr object = plain.object()) {
-    const Value inner = ask(object->application(), [&] { return object->plainValue(); });
+    const Value inner = plainValueOf(object);
     return inner.isNothing() ? plain : inner;
   }
   // Lists within are looked through too: one that holds itself ends here, and not in an application.
@@ -423,7 +423,7 @@ Value get(const Value& base, const Selector& step, const Reading& reading) {
   checkStack();
   if (holdsReference(base) && !(isProperty(step) && step.name == "contents")) return get(resolved(base), step, reading);
   if (holdsReference(base)) return resolved(base);
-  if (const ObjectPtr object = base.object()) return fromObject(object, step);
+  if (const ObjectPtr object = base.object()) return fromObject(object, step, reading);
   if (isProperty(step) && step.name == "class" && !(base.record() && field(*base.record(), "class")))
     return TypeName{classOf(base)};
   if (base.text()) return fromText(base, step, reading);

@@ -2,9 +2,11 @@
 // what it holds. A step works alike on application objects, texts, lists, records and dates.
 #pragma once
 
+#include <exception>
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "Platform/linux/applescript/Application.h"
 
@@ -71,22 +73,22 @@ std::size_t lengthOf(const Value& value);
 /// The text in single quotes for a shell.
 std::string shellQuoted(std::string_view text);
 
-/// Runs what an application does and names it in front of its errors.
-template <class Work>
-auto ask(Application& application, Work work) -> decltype(work());
-
 /// "Mail got an error: " in front of `text`, or not, where the number tells that the system spoke.
 ScriptError applicationError(Application& application, int number, const std::string& text);
 
+/// Runs what an application does and names it in front of its errors. Whatever it throws, a script can catch.
 template <class Work>
 auto ask(Application& application, Work work) -> decltype(work()) {
   try {
     return work();
   } catch (const ScriptError& error) {
     throw applicationError(application, error.number(), error.description());
-  } catch (const Error& error) {
-    throw applicationError(application, ErrorNumber::handlerFailed, error.description());
+  } catch (const std::exception& error) {
+    throw applicationError(application, ErrorNumber::handlerFailed, error.what());
   }
 }
+
+/// The object's `plainValue`, asked of its application.
+Value plainValueOf(const ObjectPtr& object);
 
 }  // namespace AppleScript
