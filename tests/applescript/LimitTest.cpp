@@ -2,6 +2,7 @@
 // that grows faster than its input.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 

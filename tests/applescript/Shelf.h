@@ -1,7 +1,6 @@
 // An application for the language's tests: boxes that hold items, on a shelf.
 #pragma once
 
-#include <algorithm>
 #include <map>
 
 #include "Platform/linux/applescript/Application.h"

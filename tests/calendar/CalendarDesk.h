@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "Platform/Dates.h"
 #include "Platform/linux/stores/CalendarStore.h"
 #include "tests/desktop/Desk.h"

@@ -1,5 +1,4 @@
 // Guards the owner's calendars: what is found in a span, what a change leaves on disk, and what is never written over.
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>

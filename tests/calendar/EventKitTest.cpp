@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <functional>
 
 #include "Platform/EventKit.h"
 #include "Platform/Text.h"

@@ -3,10 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <vector>
 
 #include "Platform/Process.h"
 #include "Platform/Text.h"

@@ -6,7 +6,6 @@
 #include <chrono>
 #include <memory>
 
-#include "Platform/Text.h"
 #include "Platform/linux/stores/ICalendarRecurrence.h"
 
 namespace ICalendar {

@@ -3,6 +3,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "Platform/Text.h"
 #include "Platform/linux/stores/CalendarStore.h"
 #include "tests/desktop/ScriptedDesk.h"
@@ -33,11 +35,7 @@ class RemindersTest : public ScriptedDesk {
   }
   /// One of the catalogue's scripts.
   static std::string runScript(const std::string& name, const std::vector<std::string>& arguments) {
-    const auto source = Files::read("TavroCore/personal/scripts/" + name + ".applescript").value_or("");
-    const auto directory = Applications::installedApplications();
-    const auto outcome = AppleScript::run(source, arguments, *directory);
-    return outcome.ok ? AppleScript::resultForm(outcome.result)
-                      : outcome.message + " (" + std::to_string(outcome.number) + ")";
+    return run(Files::read("TavroCore/personal/scripts/" + name + ".applescript").value_or(""), arguments);
   }
   std::vector<CalendarStore::Reminder> stored(const std::string& list) const {
     return CalendarStore(root).reminders(list);

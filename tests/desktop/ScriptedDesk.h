@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "Platform/linux/applescript/Coercion.h"
 #include "Platform/linux/applescript/Interpreter.h"
@@ -16,9 +17,9 @@ class ScriptedDesk : public Desk {
   };
 
   /// The result, or the message with its number.
-  static std::string run(const std::string& script) {
+  static std::string run(const std::string& script, const std::vector<std::string>& arguments = {}) {
     const auto directory = Applications::installedApplications();
-    const auto outcome = AppleScript::run(script, {}, *directory);
+    const auto outcome = AppleScript::run(script, arguments, *directory);
     if (outcome.ok) return AppleScript::resultForm(outcome.result);
     return (outcome.isSyntax ? "syntax: " : "") + outcome.message + " (" + std::to_string(outcome.number) + ")";
   }

@@ -3,7 +3,9 @@
 
 #include <fmt/format.h>
 
+#include <cctype>
 #include <cmath>
+#include <optional>
 
 #include "Platform/Files.h"
 #include "Platform/Text.h"
@@ -40,8 +42,6 @@ std::string numberText(const Value& value) {
   if (auto integer = value.as<std::int64_t>()) return std::to_string(*integer);
   return realText(*value.as<double>());
 }
-
-bool isNumber(const Value& value) { return value.as<std::int64_t>() || value.as<double>(); }
 
 std::string quotedText(std::string_view text) {
   std::string result = "\"";
@@ -207,12 +207,13 @@ Value asFile(const Value& value, bool alias) {
   const auto text = value.text();
   if (!file && !text) cannotMake(value, alias ? "alias" : "file");
   const std::string path = file ? file->path : *text;
-  if (alias && !Files::exists(path))
-    throw ScriptError(ErrorNumber::fileNotFound, "File " + (path.empty() ? "" : path) + " wasn’t found.");
+  if (alias && !Files::exists(path)) throw ScriptError(ErrorNumber::fileNotFound, "File " + path + " wasn’t found.");
   return File{path, alias};
 }
 
 }  // namespace
+
+bool isNumber(const Value& value) { return value.as<std::int64_t>() || value.as<double>(); }
 
 std::string asText(const Value& value, std::string_view delimiter) {
   std::string text;

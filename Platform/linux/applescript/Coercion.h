@@ -1,6 +1,7 @@
 // The language's conversions and comparisons between values; applications use the same ones.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,8 @@ std::int64_t asInteger(const Value& value);                               // a r
 double asReal(const Value& value);
 bool asBoolean(const Value& value);
 Date asDate(const Value& value);
+
+bool isNumber(const Value& value);  // an integer or a real
 
 /// `value as type`, for every class name a script may write there.
 Value coerced(const Value& value, std::string_view type, std::string_view delimiter = "");

@@ -71,13 +71,6 @@ std::string reduced(std::string_view text, const Attention& attention) {
   return result;
 }
 
-bool isNumber(const Value& value) { return value.as<std::int64_t>() || value.as<double>(); }
-
-double numberOf(const Value& value) {
-  auto integer = value.as<std::int64_t>();
-  return integer ? static_cast<double>(*integer) : *value.as<double>();
-}
-
 bool equalTexts(const std::string& a, const std::string& b, const Attention& attention) {
   if (isDefault(attention) && isASCII(a) && isASCII(b))
     return a.size() == b.size() &&
@@ -130,7 +123,7 @@ std::string comparisonKey(std::string_view text, const Attention& attention) {
 
 bool equal(const Value& a, const Value& b, const Attention& attention) {
   checkStack();
-  if (isNumber(a) && isNumber(b)) return numberOf(a) == numberOf(b);
+  if (isNumber(a) && isNumber(b)) return asReal(a) == asReal(b);
   if (a.storage().index() != b.storage().index()) return false;
   if (auto text = a.text()) return equalTexts(*text, *b.text(), attention);
   if (auto truth = a.as<bool>()) return *truth == *b.as<bool>();

@@ -2,10 +2,10 @@
 // it arose without a handler on every level.
 #include "Platform/linux/applescript/Evaluator.h"
 
+#include <algorithm>
 #include <cmath>
 
-#include "Platform/Text.h"
-#include "Platform/linux/applescript/Schema.h"
+#include "Platform/linux/applescript/Scoped.h"
 #include "Platform/linux/applescript/Stack.h"
 #include "Platform/linux/applescript/Terminology.h"
 
@@ -14,13 +14,6 @@ namespace AppleScript {
 namespace {
 
 using Kind = Node::Kind;
-
-bool isNumber(const Value& value) { return value.as<std::int64_t>() || value.as<double>(); }
-
-double real(const Value& number) {
-  auto integer = number.as<std::int64_t>();
-  return integer ? static_cast<double>(*integer) : *number.as<double>();
-}
 
 // Integers stay integers as long as they are small; what leaves their range goes on as a real.
 Value number(double result, bool whole) {
@@ -34,7 +27,7 @@ Value calculated(Operator operation, const Value& left, const Value& right) {
   const Value a = coerced(left, "number");
   const Value b = coerced(right, "number");
   const bool whole = a.as<std::int64_t>() && b.as<std::int64_t>();
-  const double x = real(a), y = real(b);
+  const double x = asReal(a), y = asReal(b);
   const bool divides =
       operation == Operator::divide || operation == Operator::divideWhole || operation == Operator::remainder;
   if (divides && y == 0) throw ScriptError(ErrorNumber::divideByZero, "Can’t divide " + sourceForm(a) + " by zero.");
@@ -80,10 +73,7 @@ bool startsWith(const Value& whole, const Value& part, const Attention& attentio
 
 int ordering(const Value& left, const Value& right, const Attention& attention) {
   const auto sign = [](auto difference) { return (difference > 0) - (difference < 0); };
-  if (isNumber(left)) {
-    const double a = real(left), b = real(coerced(right, "number"));
-    return (a > b) - (a < b);
-  }
+  if (isNumber(left)) return sign(asReal(left) - asReal(coerced(right, "number")));
   if (auto date = left.date()) return sign(date->seconds - asDate(right).seconds);
   if (!left.text() && !left.list()) coerced(left, "number");  // for the error of what has no order
   return sign(comparisonKey(asText(left), attention).compare(comparisonKey(asText(right), attention)));
@@ -141,8 +131,7 @@ Value Evaluator::run(const std::vector<std::string>& arguments) {
     given.assign(list.begin(), list.end());
   else if (!handler->second.parameters.empty())
     given.emplace_back(std::move(list));
-  Value result = invoke(handler->second, std::move(given));
-  frame_ = &top;
+  const Value result = invoke(handler->second, std::move(given));
   // What was nested is emptied when we go, so the result leaves as a copy.
   return nestedLists_.empty() && nestedRecords_.empty() ? result : copied(settled(result));
 }
@@ -186,7 +175,7 @@ Value Evaluator::evaluate(const Node& node) {
     case Kind::step:
       return plain(spreadStep(as<Step>(node)).value);
     case Kind::insertion:
-      return place(as<InsertionNode>(node));
+      return insertion(as<InsertionNode>(node));
     case Kind::call:
       return call(as<CallNode>(node));
     case Kind::command:
@@ -381,15 +370,8 @@ Selector Evaluator::selector(const Step& node) {
   if (result.form == Selector::Form::index && result.from.text()) result.form = Selector::Form::named;
   if (!node.filter) return result;
   result.filter = [this, &node](const Value& candidate) {
-    const Value outer = std::exchange(frame_->target, candidate);
-    try {
-      const bool kept = asBoolean(valueOf(*node.filter));
-      frame_->target = outer;
-      return kept;
-    } catch (...) {
-      frame_->target = outer;
-      throw;
-    }
+    const Scoped target(frame_->target, candidate);
+    return asBoolean(valueOf(*node.filter));
   };
   result.condition = [this, &node] { return conditionText(*node.filter); };
   return result;
@@ -444,7 +426,7 @@ Evaluator::Spread Evaluator::spreadStep(const Step& node) {
   if (step.name == "text item delimiters") return {delimiters_, 0};
   if (step.form == Selector::Form::id && !node.container && (step.name == "character" || step.name == "text"))
     return {textOfCodePoints(step.from), 0};
-  if (from.value.as<std::shared_ptr<Script>>() && step.form <= Selector::Form::userProperty)
+  if (from.value.as<std::shared_ptr<Script>>() && isProperty(step.form))
     return {scriptProperty(node.name, node.shown), 0};
   if (concernsList(step)) from.depth = 0;
   Value value = each(from.value, from.depth, step);
@@ -474,27 +456,25 @@ Value Evaluator::scriptProperty(const std::string& name, const std::string& show
 }
 
 // Where something goes. `end of notes of f` is a place in f, for notes.
-Value Evaluator::place(const InsertionNode& node) {
-  Insertion insertion;
-  insertion.place = node.place;
+Value Evaluator::insertion(const InsertionNode& node) {
+  Insertion result{.place = node.place};
   const bool beside = node.place == Insertion::Place::before || node.place == Insertion::Place::after;
   const Step* elements = node.object && node.object->kind == Kind::step ? &as<Step>(*node.object) : nullptr;
-  if (elements && elements->form != Selector::Form::property && elements->form != Selector::Form::userProperty) {
-    insertion.elementClass = elements->name;
-    insertion.container = base(elements->container).value.object();
+  if (elements && !isProperty(elements->form)) {
+    result.elementClass = elements->name;
+    result.container = base(elements->container).value.object();
     // The last of none: a new one goes to the end.
-    if (!insertion.container ||
-        (beside &&
-         AppleScript::count(insertion.container, {Selector::Form::every, elements->name, elements->name}, {}) > 0))
-      insertion.sibling = spread(*node.object).value.object();
+    const Selector all{Selector::Form::every, elements->name, elements->name};
+    if (!result.container || (beside && AppleScript::count(result.container, all, {}) > 0))
+      result.sibling = spread(*node.object).value.object();
   } else {
     const Value object = resolved(node.object ? spread(*node.object).value : it());
-    (beside ? insertion.sibling : insertion.container) = object.object();
+    (beside ? result.sibling : result.container) = object.object();
   }
   place_ = node.range;
-  if (!insertion.container && !insertion.sibling)
+  if (!result.container && !result.sibling)
     throw ScriptError(ErrorNumber::noSuchObject, "Can’t get " + std::string(beside ? "insertion point." : "end."));
-  return insertion;
+  return result;
 }
 
 Value Evaluator::lazily(const LazyNode& node) {
@@ -542,16 +522,9 @@ Value Evaluator::invoke(const Handler& handler, std::vector<Value> arguments) {
                                            " doesn’t match the parameters for " + handler.name + ".");
   Frame frame;
   frame.slots.resize(handler.slots);
-  Frame* const outer = frame_;
-  frame_ = &frame;
+  const Scoped current(frame_, &frame);
   for (std::size_t i = 0; i < arguments.size(); ++i) slot(*handler.parameters[i]) = std::move(arguments[i]);
-  try {
-    execute(*handler.body);
-  } catch (...) {
-    frame_ = outer;
-    throw;
-  }
-  frame_ = outer;
+  execute(*handler.body);
   return frame.result;
 }
 

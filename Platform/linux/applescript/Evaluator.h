@@ -4,7 +4,6 @@
 
 #include <memory>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "Platform/linux/applescript/Application.h"
@@ -68,7 +67,7 @@ class Evaluator {
   std::string conditionText(const Node& node);
   Value it() const;
   Value properties(const PropertiesNode& node);
-  Value place(const InsertionNode& node);
+  Value insertion(const InsertionNode& node);
   Value call(const CallNode& node);
   Value invoke(const Handler& handler, std::vector<Value> arguments);
   Value lazily(const LazyNode& node);
@@ -108,7 +107,7 @@ class Evaluator {
   void assignStep(const Step& target, const Value& value);
   void assignEach(const Value& base, int depth, const Selector& selector, const Value& value);
   void insert(const InsertionNode& target, const Value& value);
-  void note(const Value& stored);
+  void noteNesting(const Value& taker);
   [[noreturn]] void fail(const Node& node, int number, const std::string& text);
 
   const Program& program_;

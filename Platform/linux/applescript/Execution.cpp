@@ -1,9 +1,10 @@
 // Statements.
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 
-#include "Platform/Text.h"
 #include "Platform/linux/applescript/Evaluator.h"
+#include "Platform/linux/applescript/Scoped.h"
 #include "Platform/linux/applescript/Stack.h"
 
 namespace AppleScript {
@@ -11,24 +12,6 @@ namespace AppleScript {
 namespace {
 
 using Kind = Node::Kind;
-
-// Puts a member back when a block is left, by whatever road.
-template <class T>
-class Restored {
- public:
-  explicit Restored(T& place) : place_(place), outer_(place) {}
-  ~Restored() { place_ = std::move(outer_); }
-  Restored(const Restored&) = delete;
-  Restored& operator=(const Restored&) = delete;
-
- private:
-  T& place_;
-  T outer_;
-};
-
-bool holdsOthers(const Value& value) {
-  return value.list() || value.record() || value.as<std::shared_ptr<const Reference>>();
-}
 
 const char* defaultText(int number) {
   static const std::unordered_map<int, const char*> texts = {
@@ -157,36 +140,33 @@ Evaluator::Flow Evaluator::repeatItems(const Repeat& node) {
 // ---- Errors
 
 Evaluator::Flow Evaluator::attempt(const Attempt& node) {
-  Frame* const frame = frame_;
-  const auto handle = [&](const ScriptError& error, Value from, Value partial) {
-    frame_ = frame;
-    if (!node.handler) return Flow::onward;
-    const auto give = [&](const VariableNode* variable, Value value) {
-      if (variable) slot(*variable) = std::move(value);
-    };
-    give(node.text, error.description());
-    give(node.number, error.number());
-    give(node.from, from.isNothing() ? script_ : std::move(from));
-    give(node.partial, partial.isNothing() ? Value(List{}) : std::move(partial));
-    return execute(*node.handler);
-  };
-  std::unique_ptr<RaisedError> caught;
+  std::optional<RaisedError> caught;
   try {
     return execute(*node.body);
   } catch (const RaisedError& error) {
-    caught = std::make_unique<RaisedError>(error);
+    caught.emplace(error);
   } catch (const ScriptError& error) {
-    caught = std::make_unique<RaisedError>(error.number(), error.description(), Value(), Value());
+    caught.emplace(error.number(), error.description(), script_, List{});
   }
-  return handle(*caught, caught->from, caught->partial);
+  if (!node.handler) return Flow::onward;
+  const auto give = [this](const VariableNode* variable, const Value& value) {
+    if (variable) slot(*variable) = value;
+  };
+  give(node.text, caught->description());
+  give(node.number, caught->number());
+  give(node.from, caught->from);
+  give(node.partial, caught->partial);
+  return execute(*node.handler);
 }
 
 void Evaluator::raise(const Raise& node) {
-  const auto value = [this](const Node* part) { return part ? resolved(valueOf(*part)) : Value(); };
+  const auto value = [this](const Node* part, const Value& otherwise = {}) {
+    return part ? resolved(valueOf(*part)) : otherwise;
+  };
   const Value text = value(node.text);
   const Value number = value(node.number);
-  const Value from = value(node.from);
-  const Value partial = value(node.partial);
+  const Value from = value(node.from, script_);
+  const Value partial = value(node.partial, List{});
   place_ = node.range;
   const std::int64_t wide = number.isNothing() ? ErrorNumber::general : asInteger(number);
   const int code = static_cast<int>(std::clamp<std::int64_t>(wide, INT32_MIN, INT32_MAX));
@@ -197,16 +177,15 @@ void Evaluator::raise(const Raise& node) {
 
 Evaluator::Flow Evaluator::tell(const Tell& node) {
   const Value target = resolved(spread(*node.target).value);
-  Restored restore(frame_->target);
-  frame_->target = target.as<std::shared_ptr<Script>>() ? Value() : target;
+  const Scoped told(frame_->target, target.as<std::shared_ptr<Script>>() ? Value() : target);
   return execute(*node.body);
 }
 
 Evaluator::Flow Evaluator::attend(const Attend& node) {
-  Restored restore(attention_);
-  Restored keep(kept_);
-  for (const auto& [aspect, considered] : node.changes) attention_.*aspect = considered;
-  kept_ = {};
+  Attention attention = attention_;
+  for (const auto& [aspect, considered] : node.changes) attention.*aspect = considered;
+  const Scoped attending(attention_, attention);
+  const Scoped looking(kept_, Kept{});
   return execute(*node.body);
 }
 
@@ -248,7 +227,7 @@ void Evaluator::assignStep(const Step& target, const Value& value) {
     delimiters_ = value;
     return;
   }
-  if (from.value.as<std::shared_ptr<Script>>() && step.form <= Selector::Form::userProperty) {
+  if (from.value.as<std::shared_ptr<Script>>() && isProperty(step.form)) {
     const auto found = program_.shared.find(target.name);
     if (found == program_.shared.end())
       throw ScriptError(ErrorNumber::cannotSet, "Can’t set " + target.shown + " to " + sourceForm(value) + ".");
@@ -258,7 +237,7 @@ void Evaluator::assignStep(const Step& target, const Value& value) {
   const bool asked = step.form == Selector::Form::property;
   // A name as it stands is the property of what it names; elements are replaced where they are.
   assignEach(from.value, asked ? from.depth : 0, step, value);
-  if (holdsOthers(value)) note(resolved(from.value));
+  if (holdsOthers(value)) noteNesting(resolved(from.value));
 }
 
 void Evaluator::assignEach(const Value& value, int depth, const Selector& step, const Value& assigned) {
@@ -277,12 +256,12 @@ void Evaluator::insert(const InsertionNode& target, const Value& value) {
     throw ScriptError(ErrorNumber::cannotSet, "Can’t set " + std::string(atEnd ? "end" : "beginning") + " of " +
                                                   sourceForm(whole) + " to " + sourceForm(value) + ".");
   list->insert(atEnd ? list->end() : list->begin(), value);
-  if (holdsOthers(value)) note(whole);
+  if (holdsOthers(value)) noteNesting(whole);
 }
 
 // Remembers a list or record that took in another: it is emptied when the run ends, so that rings of
 // them don't stay behind.
-void Evaluator::note(const Value& taker) {
+void Evaluator::noteNesting(const Value& taker) {
   if (auto list = taker.as<Value::ListPtr>()) {
     if (nestedLists_.empty() || nestedLists_.back().lock() != *list) nestedLists_.push_back(*list);
   } else if (auto record = taker.as<Value::RecordPtr>()) {

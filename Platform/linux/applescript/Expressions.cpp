@@ -1,6 +1,7 @@
 // Expressions: operators by precedence, references read from the outside in, commands with their labels.
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 
 #include "Platform/Text.h"
 #include "Platform/linux/applescript/Grammar.h"
@@ -10,10 +11,13 @@ namespace AppleScript {
 
 namespace {
 
-bool takesContainer(const Node* piece) {
-  if (piece->kind == Node::Kind::step) return !static_cast<const Step*>(piece)->container;
-  if (piece->kind == Node::Kind::properties) return !static_cast<const PropertiesNode*>(piece)->container;
-  return piece->kind == Node::Kind::call && !static_cast<const CallNode*>(piece)->container;
+// Where a piece keeps what it belongs to; null for one that belongs to something already, or to nothing.
+Node** openContainer(Node* piece) {
+  Node** container = nullptr;
+  if (piece->kind == Node::Kind::step) container = &static_cast<Step*>(piece)->container;
+  if (piece->kind == Node::Kind::properties) container = &static_cast<PropertiesNode*>(piece)->container;
+  if (piece->kind == Node::Kind::call) container = &static_cast<CallNode*>(piece)->container;
+  return container && !*container ? container : nullptr;
 }
 
 }  // namespace
@@ -64,10 +68,10 @@ Node* Grammar::prefix(int minimum) {
   checkStack();
   const std::size_t begin = token().range.begin;
   if (word("not")) {
-    if (minimum > 3) expected("expression");
+    if (minimum >= comparison) expected("expression");
     ++at_;
     NotNode* node = program_->make<NotNode>(token().range);
-    node->operand = expression(4);
+    node->operand = expression(comparison);
     node->range = since(begin);
     return node;
   }
@@ -87,7 +91,7 @@ Node* Grammar::prefix(int minimum) {
 // `a of b of c's d whose e`: pieces from left to right, each in the next.
 Node* Grammar::reference() {
   std::vector<Node*> pieces = {piece()};
-  while (containerFollows() && takesContainer(pieces.back())) {
+  while (containerFollows() && openContainer(pieces.back())) {
     ++at_;
     Node* container = piece();
     attached(pieces.back(), container);
@@ -123,8 +127,6 @@ Node* Grammar::existsAfter(Node* subject) {
   return test;
 }
 
-bool Grammar::isStop(const Token& t) const { return std::find(stops_.begin(), stops_.end(), t.key) != stops_.end(); }
-
 bool Grammar::containerFollows(std::size_t ahead) const {
   return (word("of", ahead) || word("in", ahead)) && !isStop(token(ahead));
 }
@@ -140,19 +142,11 @@ Node* Grammar::piece() {
 
 Node* Grammar::possessed(Node* owner) { return attached(simple(true), owner); }
 
-// Gives a piece what it belongs to. A bare class becomes its elements: `x's text`.
+// Gives a piece what it belongs to.
 Node* Grammar::attached(Node* part, Node* container) {
-  if (part->kind == Node::Kind::call && takesContainer(part)) {
-    static_cast<CallNode*>(part)->container = container;
-    return part;
-  }
-  if (part->kind == Node::Kind::properties && takesContainer(part)) {
-    static_cast<PropertiesNode*>(part)->container = container;
-    return part;
-  }
-  if (part->kind != Node::Kind::step || !takesContainer(part))
-    throw SyntaxError(part->range, "Expected property, etc. but found expression.");
-  static_cast<Step*>(part)->container = container;
+  Node** const place = openContainer(part);
+  if (!place) throw SyntaxError(part->range, "Expected property, etc. but found expression.");
+  *place = container;
   return part;
 }
 
@@ -567,7 +561,7 @@ Node* Grammar::commandValue(const CommandNode& node) {
   for (const ParameterTerm& p : node.term->parameters) {
     const bool given = std::any_of(node.parameters.begin(), node.parameters.end(),
                                    [&](const auto& entry) { return entry.first == p.label; });
-    if (!given) stops.push_back(p.label.substr(0, p.label.find(' ')));
+    if (!given) stops.insert(p.label.substr(0, p.label.find(' ')));
   }
   Scoped scoped(stops_, std::move(stops));
   return expression(node.builtin == Builtin::get ? whole : operand);

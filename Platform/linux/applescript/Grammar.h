@@ -2,33 +2,22 @@
 // rest; both read tokens from left to right and never go back by more than a phrase.
 #pragma once
 
+#include <algorithm>
 #include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "Platform/linux/applescript/Scoped.h"
 #include "Platform/linux/applescript/Syntax.h"
 #include "Platform/linux/applescript/Terminology.h"
 
 namespace AppleScript {
-
-/// Sets a member for as long as a production is read.
-template <class T>
-class Scoped {
- public:
-  Scoped(T& place, T value) : place_(place), outer_(std::exchange(place, std::move(value))) {}
-  ~Scoped() { place_ = std::move(outer_); }
-  Scoped(const Scoped&) = delete;
-  Scoped& operator=(const Scoped&) = delete;
-
- private:
-  T& place_;
-  T outer_;
-};
 
 class Grammar {
  public:
@@ -46,9 +35,11 @@ class Grammar {
     std::set<std::string> globals;
   };
   // First words of the labels that a command being read still waits for: they end its values.
-  using Stops = std::vector<std::string>;
-  static constexpr int whole = 0;    // any expression
-  static constexpr int operand = 7;  // what a command takes without parentheses: up to "&"
+  using Stops = std::set<std::string>;
+  // The loosest operator that an expression may have, by its precedence.
+  static constexpr int whole = 0;       // any
+  static constexpr int comparison = 4;  // what "not" takes
+  static constexpr int operand = 7;     // what a command takes without parentheses: up to "&"
 
   // ---- tokens
   const Token& token(std::size_t ahead = 0) const { return tokens_[std::min(at_ + ahead, tokens_.size() - 1)]; }
@@ -65,7 +56,7 @@ class Grammar {
   Range since(const Node& node) const { return since(node.range.begin); }
   const Term* term(std::size_t ahead = 0) const { return vocabulary_->find(rest(ahead)); }
   bool isName(std::size_t ahead = 0) const;
-  std::string described(std::size_t ahead = 0) const;
+  std::string described() const;
   [[noreturn]] void expected(std::string_view what) const;
 
   // ---- Expressions.cpp
@@ -95,7 +86,7 @@ class Grammar {
   Node* rangeEnd();
   bool startsIndex() const;
   bool startsExpression() const;
-  bool isStop(const Token& token) const;
+  bool isStop(const Token& token) const { return stops_.contains(token.key); }
   bool containerFollows(std::size_t ahead = 0) const;
   Literal* literal(Value value, Range range);
   Literal* number();

@@ -2,8 +2,8 @@
 // is ASCII and a handful of known signs, so there is no need to decode the text.
 #include "Platform/linux/applescript/Lexer.h"
 
+#include <algorithm>
 #include <array>
-#include <cctype>
 
 #include "Platform/Text.h"
 
@@ -144,7 +144,7 @@ class Scanner {
   void string() {
     const std::size_t begin = at_++;
     std::string text;
-    while (peek() != '"' || at_ >= source_.size()) {
+    while (peek() != '"') {
       if (at_ >= source_.size()) fail(begin, begin + 1, "Expected “\"” but found end of script.");
       if (peek() == '\\') {
         text += escaped();

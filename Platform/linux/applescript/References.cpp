@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <random>
 
 #include "Platform/Text.h"
@@ -102,13 +103,18 @@ std::optional<std::size_t> single(const Selector& step, std::size_t size) {
 
 // ---- Application objects
 
-std::string kindName(Object& object) { return object.className(); }
+bool hasElements(Object& object, const std::string& className) {
+  return Schema::of(object.application()).hasElement(object.className(), className);
+}
+
+const PropertyTerm* termOf(Object& object, const std::string& property) {
+  return Schema::of(object.application()).property(object.className(), property);
+}
 
 Value objectProperty(const ObjectPtr& object, const Selector& step) {
   Application& application = object->application();
-  if (Schema::of(application).property(kindName(*object), step.name))
-    return ask(application, [&] { return object->property(step.name); });
-  if (step.name == "class") return TypeName{kindName(*object)};
+  if (termOf(*object, step.name)) return ask(application, [&] { return object->property(step.name); });
+  if (step.name == "class") return TypeName{object->className()};
   if (step.name == "contents") return object;
   if (step.name == "name" && object.get() == &application) return application.name();
   if (const Value plain = plainValueOf(object); !plain.isNothing()) return get(plain, step, {});
@@ -116,9 +122,8 @@ Value objectProperty(const ObjectPtr& object, const Selector& step) {
 }
 
 std::vector<ObjectPtr> objectElements(const ObjectPtr& object, const Selector& step) {
-  Application& application = object->application();
-  if (!Schema::of(application).hasElement(kindName(*object), step.name)) cannotGet(step, object);
-  return ask(application, [&] { return object->elements(step.name); });
+  if (!hasElements(*object, step.name)) cannotGet(step, object);
+  return ask(object->application(), [&] { return object->elements(step.name); });
 }
 
 std::vector<ObjectPtr> filteredElements(const ObjectPtr& object, const Selector& step, std::size_t most) {
@@ -134,10 +139,9 @@ std::vector<ObjectPtr> filteredElements(const ObjectPtr& object, const Selector&
 
 // An element that Object::elementNamed or elementWithId finds.
 Value keyedElement(const ObjectPtr& object, const Selector& step) {
-  Application& application = object->application();
-  if (!Schema::of(application).hasElement(kindName(*object), step.name)) cannotGet(step, object);
+  if (!hasElements(*object, step.name)) cannotGet(step, object);
   const Value key = resolved(step.from);
-  const ObjectPtr found = ask(application, [&] {
+  const ObjectPtr found = ask(object->application(), [&] {
     return step.form == Form::id ? object->elementWithId(step.name, key) : object->elementNamed(step.name, asText(key));
   });
   if (!found) cannotGet(step, object);
@@ -153,10 +157,9 @@ List asList(const std::vector<ObjectPtr>& objects, Bounds part) {
 
 // The class of a plural that isn't an element may still be a property: `email addresses of account 1`.
 Value objectEvery(const ObjectPtr& object, const Selector& step, const Reading& reading) {
-  const Schema& schema = Schema::of(object->application());
-  if (!schema.hasElement(kindName(*object), step.name)) {
+  if (!hasElements(*object, step.name)) {
     for (const std::string& name : {step.shown, step.name})
-      if (schema.property(kindName(*object), name)) return objectProperty(object, {Form::property, name, name});
+      if (termOf(*object, name)) return objectProperty(object, {Form::property, name, name});
     if (const Value plain = plainValueOf(object); !plain.isNothing()) return get(plain, step, reading);
   }
   const auto elements = filteredElements(object, step, SIZE_MAX);
@@ -164,10 +167,10 @@ Value objectEvery(const ObjectPtr& object, const Selector& step, const Reading& 
 }
 
 Value fromObject(const ObjectPtr& object, const Selector& step, const Reading& reading) {
-  if (step.form == Form::property || step.form == Form::userProperty) return objectProperty(object, step);
+  if (isProperty(step.form)) return objectProperty(object, step);
   if (step.form == Form::every) return objectEvery(object, step, reading);
   if (step.form == Form::named || step.form == Form::id) return keyedElement(object, step);
-  if (isTextPart(step.name) && !Schema::of(object->application()).hasElement(kindName(*object), step.name))
+  if (isTextPart(step.name) && !hasElements(*object, step.name))
     if (const Value plain = plainValueOf(object); !plain.isNothing()) return get(plain, step, reading);
   const std::int64_t index = step.form == Form::index ? asInteger(step.from) : 0;
   const auto elements = filteredElements(object, step, index > 0 ? static_cast<std::size_t>(index) : SIZE_MAX);
@@ -184,12 +187,7 @@ Value fromObject(const ObjectPtr& object, const Selector& step, const Reading& r
 // The id of a text: the number of its character in Unicode, a list of them for several.
 Value codePoints(const std::string& text) {
   List points;
-  const auto size = static_cast<std::int64_t>(text.size());
-  for (std::int64_t at = 0; at < size;) {
-    UChar32 point = 0;
-    U8_NEXT(text.data(), at, size, point);
-    points.emplace_back(std::int64_t{point < 0 ? 0xFFFD : point});
-  }
+  for (const char32_t point : Text::codePoints(text)) points.emplace_back(std::int64_t{point});
   return points.size() == 1 ? points.front() : Value(std::move(points));
 }
 
@@ -202,8 +200,7 @@ Value fromText(const Value& base, const Selector& step, const Reading& reading) 
     if (step.name == "contents") return base;
     if (step.name == "id") return codePoints(*text);
   }
-  if (step.form == Form::property || step.form == Form::userProperty || step.filter || !isTextPart(step.name))
-    cannotGet(step, base);
+  if (isProperty(step.form) || step.filter || !isTextPart(step.name)) cannotGet(step, base);
   if (step.form == Form::every && step.name == "text") return base;
   const auto parts =
       textParts(text, step.name == "text" ? "character" : step.name,
@@ -244,7 +241,7 @@ std::optional<Value> listProperty(const Value& base, const std::string& name) {
 }
 
 Value fromList(const Value& base, const Selector& step) {
-  if (step.form == Form::property || step.form == Form::userProperty) {
+  if (isProperty(step.form)) {
     if (auto value = listProperty(base, step.name)) return *value;
     cannotGet(step, base);
   }
@@ -329,7 +326,7 @@ Value fromFile(const Value& base, const Selector& step) {
   cannotGet(step, base);
 }
 
-bool isProperty(const Selector& step) { return step.form == Form::property || step.form == Form::userProperty; }
+bool holdsReference(const Value& value) { return value.as<std::shared_ptr<const Reference>>() != nullptr; }
 
 }  // namespace
 
@@ -372,13 +369,7 @@ Value resolved(const Value& value) {
   return current;
 }
 
-namespace {
-
-bool holdsReference(const Value& value) { return value.as<std::shared_ptr<const Reference>>() != nullptr; }
-
 bool holdsOthers(const Value& value) { return value.list() || value.record() || holdsReference(value); }
-
-}  // namespace
 
 Value settled(const Value& value) {
   checkStack();
@@ -421,46 +412,48 @@ Value copied(const Value& value) {
 
 Value get(const Value& base, const Selector& step, const Reading& reading) {
   checkStack();
-  if (holdsReference(base) && !(isProperty(step) && step.name == "contents")) return get(resolved(base), step, reading);
+  if (holdsReference(base) && !(isProperty(step.form) && step.name == "contents"))
+    return get(resolved(base), step, reading);
   if (holdsReference(base)) return resolved(base);
   if (const ObjectPtr object = base.object()) return fromObject(object, step, reading);
-  if (isProperty(step) && step.name == "class" && !(base.record() && field(*base.record(), "class")))
+  if (isProperty(step.form) && step.name == "class" && !(base.record() && field(*base.record(), "class")))
     return TypeName{classOf(base)};
   if (base.text()) return fromText(base, step, reading);
   if (base.list()) return fromList(base, step);
   if (base.record()) return fromRecord(base, step);
-  if (auto date = base.date(); date && isProperty(step))
+  if (auto date = base.date(); date && isProperty(step.form))
     if (auto value = dateProperty(*date, step.name)) return *value;
   if (base.as<File>()) return fromFile(base, step);
-  if (isProperty(step) && step.name == "contents") return base;
+  if (isProperty(step.form) && step.name == "contents") return base;
   cannotGet(step, base);
 }
 
 void set(const Value& target, const Selector& step, const Value& value, const Reading& reading) {
   checkStack();
   if (auto link = target.as<std::shared_ptr<const Reference>>()) {
-    if (!isProperty(step) || step.name != "contents") return set(resolved(target), step, value, reading);
+    if (!isProperty(step.form) || step.name != "contents") return set(resolved(target), step, value, reading);
     const Selector item{Form::index, "item", "item", static_cast<std::int64_t>((*link)->item)};
     return set((*link)->base, (*link)->item > 0 ? item : (*link)->selector, value, reading);
   }
-  if (const ObjectPtr object = target.object(); object && isProperty(step)) {
-    const PropertyTerm* term = Schema::of(object->application()).property(kindName(*object), step.name);
+  if (const ObjectPtr object = target.object(); object && isProperty(step.form)) {
+    const PropertyTerm* term = termOf(*object, step.name);
     if (!term) cannotGet(step, target);
     if (!term->writable) cannotSet(step, target, value);
     return ask(object->application(), [&] { object->setProperty(step.name, settled(value)); });
   }
-  if (auto record = target.record(); record && isProperty(step))
+  if (auto record = target.record(); record && isProperty(step.form))
     if (Value* slot = field(*record, step.name)) return void(*slot = value);
   if (auto list = target.list())
     if (Value* slot = listItem(*list, step)) return void(*slot = value);
-  if (auto date = target.date(); date && isProperty(step) && setDateProperty(*date, step.name, resolved(value))) return;
-  if (!isProperty(step)) get(target, step, reading);  // for the error of what isn't there
+  if (auto date = target.date(); date && isProperty(step.form) && setDateProperty(*date, step.name, resolved(value)))
+    return;
+  if (!isProperty(step.form)) get(target, step, reading);  // for the error of what isn't there
   cannotSet(step, target, value);
 }
 
 std::size_t count(const Value& base, const Selector& step, const Reading& reading) {
   const ObjectPtr object = base.object();
-  if (object && step.form == Form::every && Schema::of(object->application()).hasElement(kindName(*object), step.name))
+  if (object && step.form == Form::every && hasElements(*object, step.name))
     return filteredElements(object, step, SIZE_MAX).size();
   return lengthOf(get(base, step, reading));
 }
@@ -494,7 +487,7 @@ std::string classOf(const Value& value) {
   if (plain.date()) return "date";
   if (plain.as<Constant>()) return "constant";
   if (auto file = plain.as<File>()) return file->alias ? "alias" : "POSIX file";
-  if (const ObjectPtr object = plain.object()) return kindName(*object);
+  if (const ObjectPtr object = plain.object()) return object->className();
   if (plain.as<std::shared_ptr<Script>>()) return "script";
   return "class";  // of classes, and of missing value
 }

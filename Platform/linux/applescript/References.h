@@ -25,6 +25,11 @@ struct Selector {
   std::function<std::string()> condition = {};  // the filter as messages show it
 };
 
+/// Is it a property, of the dictionary or of the script's own?
+inline bool isProperty(Selector::Form form) {
+  return form == Selector::Form::property || form == Selector::Form::userProperty;
+}
+
 /// What `me` is. There is one script, so there is nothing in it.
 struct Script {};
 
@@ -36,6 +41,9 @@ struct Reference {
 };
 
 Value makeReference(Reference reference);
+
+/// May `value` hold other values?
+bool holdsOthers(const Value& value);
 
 /// The settings that change what a step finds.
 struct Reading {

@@ -2,6 +2,7 @@
 #include "Platform/linux/applescript/Schema.h"
 
 #include <map>
+#include <memory>
 
 namespace AppleScript {
 

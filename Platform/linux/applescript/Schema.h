@@ -2,7 +2,7 @@
 // among them.
 #pragma once
 
-#include <memory>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -18,7 +18,7 @@ class Schema {
 
   /// The application's index, made when it is first asked for and kept with the dictionary.
   static const Schema& of(Application& application);
-  /// Drops what `of` has kept; done when a run ends, since applications may go then.
+  /// Drops what `of` has kept; done before a run, since the applications of the one before may have gone.
   static void forget();
 
   const PropertyTerm* property(std::string_view className, std::string_view name) const;

@@ -85,8 +85,8 @@ bool Grammar::isName(std::size_t ahead) const {
   return t.kind == Token::Kind::word && !isReserved(t.key) && !term(ahead);
 }
 
-std::string Grammar::described(std::size_t ahead) const {
-  const Token& t = token(ahead);
+std::string Grammar::described() const {
+  const Token& t = token();
   switch (t.kind) {
     case Token::Kind::endOfLine:
       return "end of line";
@@ -106,7 +106,7 @@ std::string Grammar::described(std::size_t ahead) const {
     case Token::Kind::word:
       break;
   }
-  const Term* known = term(ahead);
+  const Term* known = term();
   if (known && known->isClass()) return known->plural ? "plural class name" : "class name";
   if (known && known->isProperty()) return "property";
   if (known && known->command) return "command name";
@@ -140,8 +140,6 @@ void Grammar::topLevel() {
     } else if (word("global")) {
       declaration();
     } else {
-      if (program_->handlers.contains("run"))
-        throw SyntaxError(token().range, "The handler run is specified more than once.", ErrorNumber::handlerTwice);
       body->statements.push_back(statement());
     }
     needEndOfLine();

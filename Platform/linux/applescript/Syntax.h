@@ -2,7 +2,6 @@
 // its nodes in one row; they point to each other freely, and go away without recursion.
 #pragma once
 
-#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -59,7 +58,6 @@ struct Node {
 
 template <Node::Kind K>
 struct NodeOf : Node {
-  static constexpr Kind own = K;
   explicit NodeOf(Range nodeRange) : Node(K, nodeRange) {}
 };
 
@@ -68,7 +66,7 @@ const T& as(const Node& node) {
   return static_cast<const T&>(node);
 }
 
-/// A node without parts: it, me, result, exit repeat.
+/// A node without parts: it, me, result, owner, exit repeat.
 struct Leaf : Node {
   using Node::Node;
 };
@@ -210,7 +208,7 @@ struct CommandNode : NodeOf<Node::Kind::command> {
   std::vector<std::pair<std::string, Node*>> parameters;
 };
 
-struct LazyNode : NodeOf<Node::Kind::lazy> {
+struct LazyNode : NodeOf<Node::Kind::lazy> {  // a reference to x
   using NodeOf::NodeOf;
   Node* reference = nullptr;
 };
@@ -237,19 +235,19 @@ struct Block : NodeOf<Node::Kind::block> {
   std::vector<Node*> statements;
 };
 
-struct Evaluate : NodeOf<Node::Kind::evaluate> {
+struct Evaluate : NodeOf<Node::Kind::evaluate> {  // an expression or a command
   using NodeOf::NodeOf;
   Node* expression = nullptr;
 };
 
-struct Assign : NodeOf<Node::Kind::assign> {
+struct Assign : NodeOf<Node::Kind::assign> {  // set, copy
   using NodeOf::NodeOf;
   Node* target = nullptr;  // a variable, a step, an insertion, or a list of targets
   Node* value = nullptr;
   bool copies = false;
 };
 
-struct Branch : NodeOf<Node::Kind::branch> {
+struct Branch : NodeOf<Node::Kind::branch> {  // if
   using NodeOf::NodeOf;
   std::vector<std::pair<Node*, Block*>> cases;
   Block* otherwise = nullptr;
@@ -266,12 +264,12 @@ struct Repeat : NodeOf<Node::Kind::repeat> {
   Block* body = nullptr;
 };
 
-struct GiveBack : NodeOf<Node::Kind::giveBack> {
+struct GiveBack : NodeOf<Node::Kind::giveBack> {  // return
   using NodeOf::NodeOf;
   Node* value = nullptr;
 };
 
-struct Raise : NodeOf<Node::Kind::raise> {
+struct Raise : NodeOf<Node::Kind::raise> {  // error
   using NodeOf::NodeOf;
   Node* text = nullptr;
   Node* number = nullptr;
@@ -279,7 +277,7 @@ struct Raise : NodeOf<Node::Kind::raise> {
   Node* partial = nullptr;
 };
 
-struct Attempt : NodeOf<Node::Kind::attempt> {
+struct Attempt : NodeOf<Node::Kind::attempt> {  // try
   using NodeOf::NodeOf;
   Block* body = nullptr;
   Block* handler = nullptr;  // null: errors are passed over
@@ -295,7 +293,7 @@ struct Tell : NodeOf<Node::Kind::tell> {
   Block* body = nullptr;
 };
 
-struct Attend : NodeOf<Node::Kind::attend> {
+struct Attend : NodeOf<Node::Kind::attend> {  // considering, ignoring
   using NodeOf::NodeOf;
   struct Change {
     bool Attention::*aspect;

@@ -216,11 +216,11 @@ const std::unordered_set<std::string_view>& reservedWords() {
 }
 
 // Reserved words that do begin an expression.
-constexpr std::array<std::string_view, 37> beginners = {
-    "after", "back",   "before", "beginning", "behind", "eighth", "end",    "every",   "false",  "fifth",
-    "first", "fourth", "front",  "get",       "it",     "its",    "last",   "me",      "middle", "my",
-    "ninth", "not",    "ref",    "reference", "result", "return", "second", "seventh", "sixth",  "some",
-    "tenth", "the",    "third",  "true",      "script", "a",      "count"};
+constexpr std::array<std::string_view, 35> beginners = {
+    "after",   "back",  "before", "beginning", "behind", "eighth",    "end",    "every",  "false",
+    "fifth",   "first", "fourth", "front",     "get",    "it",        "its",    "last",   "me",
+    "middle",  "my",    "ninth",  "not",       "ref",    "reference", "result", "return", "second",
+    "seventh", "sixth", "some",   "tenth",     "the",    "third",     "true",   "script"};
 
 std::vector<std::string> wordsOf(std::string_view phrase) { return Text::split(Text::lowercase(phrase), ' ', true); }
 

@@ -153,10 +153,11 @@ std::shared_ptr<const TextParts> textParts(const std::shared_ptr<const std::stri
 std::size_t offsetOf(std::string_view part, std::string_view whole, const Attention& attention) {
   const std::string needle = comparisonKey(part, attention);
   if (needle.empty()) return 0;
-  if (isBytewise(part) && isBytewise(whole)) {
+  const bool keepsAll = attention.hyphens && attention.punctuation && attention.whiteSpace && !attention.numericStrings;
+  if (keepsAll && isBytewise(part) && isBytewise(whole)) {
+    // Its key has as many bytes.
     const std::size_t at = comparisonKey(whole, attention).find(needle);
-    if (attention.hyphens && attention.punctuation && attention.whiteSpace && !attention.numericStrings)
-      return at == std::string::npos ? 0 : at + 1;
+    return at == std::string::npos ? 0 : at + 1;
   }
   // The key of the whole, character by character, with the place where each one begins in it.
   std::string key;

@@ -15,8 +15,7 @@ struct Span {
   std::size_t end = 0;
 };
 
-/// Where the parts of one kind lie. Those asked for lately are remembered, so that a loop
-/// over `paragraph i of s`, which looks at parts of each, doesn't cut the whole text anew each time.
+/// Where the parts of one kind lie: "character", "word", "paragraph", "text item"; any other kind means characters.
 class TextParts {
  public:
   TextParts(std::shared_ptr<const std::string> text, std::string_view kind, std::vector<std::string> delimiters);
@@ -35,6 +34,8 @@ class TextParts {
   std::vector<Span> spans_;
 };
 
+/// Those asked for lately are remembered, so that a loop over `paragraph i of s`, which looks at parts of each,
+/// doesn't cut the whole text anew each time.
 std::shared_ptr<const TextParts> textParts(const std::shared_ptr<const std::string>& text, std::string_view kind,
                                            const std::vector<std::string>& delimiters);
 bool isTextPart(std::string_view className);

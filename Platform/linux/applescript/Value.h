@@ -18,7 +18,7 @@ namespace AppleScript {
 class Object;
 class Value;
 struct Reference;  // a reference that is not resolved yet: `a reference to x`, a loop's variable
-struct Script;     // `me`, and objects that `script ... end script` makes
+struct Script;     // `me`
 
 using ObjectPtr = std::shared_ptr<Object>;
 
@@ -152,7 +152,6 @@ inline constexpr int general = -2700;
 inline constexpr int divideByZero = -2701;
 inline constexpr int resultTooLarge = -2702;
 inline constexpr int stackOverflow = -2706;
-inline constexpr int syntax = -2741;
 inline constexpr int parameterTwice = -2750;
 inline constexpr int propertyTwice = -2751;
 inline constexpr int handlerTwice = -2752;
