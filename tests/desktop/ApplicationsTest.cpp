@@ -54,6 +54,7 @@ TEST_F(ApplicationsTest, notesRefuseWhatCannotBe) {
       {"delete account \"Mine\"", "-10003"},
       {"set name of folder \"Home\" to \"x\"", "-10003"},
       {"make new note with properties {colour:\"red\"}", "-10006"},
+      {"make new folder with properties {body:\"x\"}", "-10006"},
       {"show folder \"Home\"", "-10000"},
       {"move folder \"Home\" to folder \"Home\"", "-1708"},
       {"body of note \"Dog\"", "-1728"},

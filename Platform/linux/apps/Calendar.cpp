@@ -2,6 +2,7 @@
 // repeats, with the times of the first.
 #include <array>
 #include <charconv>
+#include <optional>
 
 #include "Platform/Desktop.h"
 #include "Platform/linux/apps/Applications.h"
@@ -167,7 +168,7 @@ class EventObject : public DesktopObject {
 
   Value property(std::string_view name) override;
   void setProperty(std::string_view name, const Value& value) override {
-    if (!exists()) cannotGet(*this);
+    if (!exists()) DesktopValues::cannotGet(*this);
     auto changed = event->stored;
     set(changed, name, value);
     checkTimes(changed);
@@ -194,7 +195,7 @@ Value color(const std::optional<std::string>& written) {
 }
 
 Value CalendarObject::property(std::string_view name) {
-  if (calendar->isGone) cannotGet(*this);
+  if (calendar->isGone) DesktopValues::cannotGet(*this);
   const auto& folders = owner_.store.calendarFolders();
   if (name == "name") return calendar->collection.title;
   if (name == "id" || name == "uid") return Text::repairUTF8(calendar->collection.id);
@@ -204,7 +205,7 @@ Value CalendarObject::property(std::string_view name) {
 }
 
 std::vector<ObjectPtr> CalendarObject::elements(std::string_view) {
-  if (calendar->isGone) cannotGet(*this);
+  if (calendar->isGone) DesktopValues::cannotGet(*this);
   std::vector<ObjectPtr> found;
   const auto& all = owner_.events(*calendar);
   found.reserve(all.size());
@@ -213,7 +214,7 @@ std::vector<ObjectPtr> CalendarObject::elements(std::string_view) {
 }
 
 Value EventObject::property(std::string_view name) {
-  if (!exists()) cannotGet(*this);
+  if (!exists()) DesktopValues::cannotGet(*this);
   const auto& stored = event->stored;
   if (name == "summary") return textOrMissing(stored.title);
   if (name == "start date") return DesktopValues::date(stored.begins);
@@ -253,7 +254,7 @@ CalendarStore::FiledEvent newEvent(const Record& properties) {
   CalendarStore::FiledEvent event;
   bool hasStart = false, hasEnd = false;
   for (const auto& [label, value] : properties) {
-    if (!set(event, label, value)) cannotMakeWith(label, "event");
+    if (!set(event, label, value)) DesktopValues::cannotMakeWith(label, "event");
     hasStart |= label == "start date";
     hasEnd |= label == "end date";
   }
@@ -265,17 +266,15 @@ CalendarStore::FiledEvent newEvent(const Record& properties) {
 
 ObjectPtr Calendar::make(const DesktopValues::Making& making) {
   if (making.className == "calendar") {
-    std::string name;
-    for (const auto& [label, value] : making.properties)
-      label == "name" ? void(name = title(value, "calendar")) : cannotMakeWith(label, "calendar");
+    const auto* name = DesktopValues::nameAlone(making);
     calendars();
-    calendars_->push_back(std::make_shared<Events>(store.calendarFolders().add(name.empty() ? "Untitled" : name)));
+    calendars_->push_back(
+        std::make_shared<Events>(store.calendarFolders().add(name ? title(*name, "calendar") : "Untitled")));
     return std::make_shared<CalendarObject>(*this, calendars_->back());
   }
   const auto place = std::dynamic_pointer_cast<CalendarObject>(making.place);
-  if (making.className != "event" || !place)
-    throw ScriptError(ErrorNumber::handlerFailed, "Can’t make a new " + making.className + " there.");
-  if (!place->exists()) cannotGet(*place);
+  if (making.className != "event" || !place) DesktopValues::cannotMake(making);
+  if (!place->exists()) DesktopValues::cannotGet(*place);
   const auto& calendar = place->calendar;
   auto event = newEvent(making.properties);
   event.place.collection = calendar->collection.id;
@@ -283,7 +282,7 @@ ObjectPtr Calendar::make(const DesktopValues::Making& making) {
 }
 
 void Calendar::remove(const ObjectPtr& object) {
-  if (!object->exists()) cannotGet(*object);
+  if (!object->exists()) DesktopValues::cannotGet(*object);
   if (const auto event = std::dynamic_pointer_cast<EventObject>(object)) {
     store.remove(event->event->stored);
     event->in->remove(event->event);
@@ -294,7 +293,7 @@ void Calendar::remove(const ObjectPtr& object) {
     // By its id: the calendars may have been reloaded since the script took this one.
     if (calendars_) std::erase_if(*calendars_, [&](const auto& one) { return one->collection.id == id; });
   } else {
-    throw ScriptError(ErrorNumber::accessNotAllowed, "Can’t delete " + object->specifier() + ". Access not allowed.");
+    DesktopValues::cannotDelete(*object);
   }
 }
 

@@ -1,5 +1,7 @@
 #include "Platform/linux/apps/CalendarShelf.h"
 
+#include "Platform/linux/applescript/DateForms.h"
+
 using namespace AppleScript;
 using namespace std::chrono;
 
@@ -42,14 +44,6 @@ std::string title(const Value& value, std::string_view className) {
   const auto title = Text::trim(text);
   if (!title.empty()) return std::string(title);
   throw ScriptError(ErrorNumber::cannotSet, "Can’t name a " + std::string(className) + " " + sourceForm(value) + ".");
-}
-
-void cannotGet(const Object& object) {
-  throw ScriptError(ErrorNumber::noSuchObject, "Can’t get " + object.specifier() + ".");
-}
-
-void cannotMakeWith(const std::string& label, std::string_view className) {
-  throw ScriptError(ErrorNumber::cannotSet, "Can’t set " + label + " of a new " + std::string(className) + ".");
 }
 
 }  // namespace CalendarShelf

@@ -3,7 +3,6 @@
 // one reading. What other programs change meanwhile is met by the store, which then writes nothing.
 #pragma once
 
-#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
@@ -13,7 +12,6 @@
 #include <vector>
 
 #include "Platform/Text.h"
-#include "Platform/linux/applescript/DateForms.h"
 #include "Platform/linux/apps/DesktopApplication.h"
 #include "Platform/linux/stores/CalendarStore.h"
 
@@ -100,10 +98,5 @@ std::optional<Dates::Instant> optionalInstant(const AppleScript::Value& value);
 
 /// What a calendar or a list is to be called. Throws -10006 for a name of blanks.
 std::string title(const AppleScript::Value& value, std::string_view className);
-
-// ---- Failures.
-
-[[noreturn]] void cannotGet(const AppleScript::Object& object);
-[[noreturn]] void cannotMakeWith(const std::string& label, std::string_view className);
 
 }  // namespace CalendarShelf

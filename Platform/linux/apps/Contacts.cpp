@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <optional>
 
 #include "Platform/Desktop.h"
 #include "Platform/SystemLog.h"
@@ -54,7 +55,7 @@ struct Field {
   std::string_view name;
   std::string_view property;
 };
-constexpr std::array<Field, 3> fields = {{{"nickname", "NICKNAME"}, {"job title", "TITLE"}, {"note", "NOTE"}}};
+constexpr std::array<Field, 3> plainFields = {{{"nickname", "NICKNAME"}, {"job title", "TITLE"}, {"note", "NOTE"}}};
 
 // ---- Labels: the types that vCard names, and any other as X-ABLABEL in a group of its own.
 
@@ -141,8 +142,8 @@ class Contacts : public DesktopApplication {
   ~Contacts() override {
     try {
       store.save();
-    } catch (const Error& failure) {
-      SystemLog::error("tavro.desktop", "contacts", "Changes of a script could not be saved", failure.description());
+    } catch (const std::exception& failure) {
+      SystemLog::error("tavro.desktop", "contacts", "Changes of a script could not be saved", failure.what());
     }
   }
 
@@ -237,7 +238,7 @@ Value birthDate(std::string digits) {
 }
 
 std::string birthText(Date date) {
-  const auto day = AppleScript::fields(date);
+  const auto day = fields(date);
   const auto padded = [](std::int64_t number, std::size_t width) {
     auto text = std::to_string(number);
     return std::string(width - std::min(width, text.size()), '0') + text;
@@ -263,7 +264,7 @@ class Person : public DesktopObject {
     if (name == "birth date") return birthDate(card.text("BDAY"));
     if (const auto part = partOf(nameParts, name)) return textOrMissing(stored->namePart(*part));
     if (const auto part = partOf(organizationParts, name)) return textOrMissing(organizationPart(*part));
-    for (const auto& field : fields)
+    for (const auto& field : plainFields)
       if (field.name == name) return textOrMissing(card.text(field.property));
     return Missing();
   }
@@ -275,7 +276,7 @@ class Person : public DesktopObject {
     const auto text = value.isMissing() ? "" : asText(value);
     if (const auto part = partOf(nameParts, name)) return stored->setNamePart(*part, text);
     if (const auto part = partOf(organizationParts, name)) return setOrganizationPart(*part, text);
-    for (const auto& field : fields)
+    for (const auto& field : plainFields)
       if (field.name == name) card.set(field.property, VCard::escaped(text));
   }
 
@@ -334,6 +335,8 @@ Value Contacts::execute(const Command& command) {
         store.remove(person->stored);
       else if (const auto detail = std::dynamic_pointer_cast<Detail>(object))
         detail->remove();
+      else
+        DesktopValues::cannotDelete(*object);
     }
     return {};
   }
@@ -348,7 +351,7 @@ ObjectPtr Contacts::make(const DesktopValues::Making& making) {
   else if (person && !propertyOf(making.className).empty())
     made = person->add(making.className);
   else
-    throw ScriptError(ErrorNumber::handlerFailed, "Can’t make a new " + making.className + " there.");
+    DesktopValues::cannotMake(making);
   DesktopValues::setAll(*made, making.properties);
   return made;
 }

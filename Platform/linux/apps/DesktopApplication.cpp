@@ -1,7 +1,7 @@
 #include "Platform/linux/apps/DesktopApplication.h"
 
 #include <algorithm>
-#include <array>
+#include <utility>
 
 #include "Platform/linux/applescript/DateForms.h"
 #include "Platform/linux/applescript/Schema.h"
@@ -151,6 +151,22 @@ void notUnderstood(const Command& command) {
   throw ScriptError(ErrorNumber::notUnderstood, what + " doesn’t understand the “" + command.name + "” message.");
 }
 
+void cannotGet(const Object& object) {
+  throw ScriptError(ErrorNumber::noSuchObject, "Can’t get " + object.specifier() + ".");
+}
+
+void cannotDelete(const Object& object) {
+  throw ScriptError(ErrorNumber::accessNotAllowed, "Can’t delete " + object.specifier() + ". Access not allowed.");
+}
+
+void cannotMake(const Making& making) {
+  throw ScriptError(ErrorNumber::handlerFailed, "Can’t make a new " + making.className + " there.");
+}
+
+void cannotMakeWith(const std::string& label, const std::string& className) {
+  throw ScriptError(ErrorNumber::cannotSet, "Can’t set " + label + " of a new " + className + ".");
+}
+
 std::vector<ObjectPtr> objects(const Command& command) {
   std::vector<ObjectPtr> found;
   if (const auto list = command.direct.list())
@@ -161,14 +177,17 @@ std::vector<ObjectPtr> objects(const Command& command) {
   return found;
 }
 
+ObjectPtr place(const Value* parameter) {
+  const auto insertion = parameter ? parameter->as<std::shared_ptr<const Insertion>>() : nullptr;
+  if (insertion) return (*insertion)->container;
+  return parameter ? parameter->object() : nullptr;
+}
+
 Making making(const Command& command) {
   Making result{.className = {}, .place = command.target, .properties = {}};
   if (const auto type = command.parameter("new"); type && type->as<TypeName>())
     result.className = type->as<TypeName>()->name;
-  if (const auto at = command.parameter("at")) {
-    const auto insertion = at->as<std::shared_ptr<const Insertion>>();
-    result.place = insertion ? (*insertion)->container : at->object();
-  }
+  if (const auto at = command.parameter("at")) result.place = place(at);
   if (const auto properties = command.parameter("with properties"); properties && properties->record())
     result.properties = *properties->record();
   if (!result.place) notUnderstood(command);
@@ -179,10 +198,16 @@ void setAll(Object& made, const Record& properties) {
   const auto& schema = Schema::of(made.application());
   for (const auto& [label, value] : properties) {
     const auto term = schema.property(made.className(), label);
-    if (!term || !term->writable)
-      throw ScriptError(ErrorNumber::cannotSet, "Can’t set " + label + " of a new " + made.className() + ".");
+    if (!term || !term->writable) cannotMakeWith(label, made.className());
     made.setProperty(label, value);
   }
+}
+
+const Value* nameAlone(const Making& making) {
+  const Value* name = nullptr;
+  for (const auto& [label, value] : making.properties)
+    label == "name" ? void(name = &value) : cannotMakeWith(label, making.className);
+  return name;
 }
 
 }  // namespace DesktopValues

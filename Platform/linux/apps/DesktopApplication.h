@@ -76,7 +76,9 @@ std::string quoted(std::string_view text);
 
 /// What a command acts on: one object or a list of them. Throws -1708 for anything else.
 std::vector<AppleScript::ObjectPtr> objects(const AppleScript::Command& command);
-[[noreturn]] void notUnderstood(const AppleScript::Command& command);
+/// Where a parameter like `at` or `to` leads: an object, or what `end of notes of f` is the end of. Null for anything
+/// else and for no parameter.
+AppleScript::ObjectPtr place(const AppleScript::Value* parameter);
 
 /// The parts of `make new X at P with properties {...}`.
 struct Making {
@@ -88,5 +90,16 @@ Making making(const AppleScript::Command& command);
 
 /// Sets the properties of something new. Throws -10006 for one that its class doesn't let a script set.
 void setAll(AppleScript::Object& made, const AppleScript::Record& properties);
+/// The name of something new that can be given nothing else; null when it is given none. Throws -10006 for any other
+/// property.
+const AppleScript::Value* nameAlone(const Making& making);
+
+// What can't be done, in words that all of them share.
+
+[[noreturn]] void notUnderstood(const AppleScript::Command& command);                      // -1708
+[[noreturn]] void cannotGet(const AppleScript::Object& object);                            // -1728: it has gone
+[[noreturn]] void cannotDelete(const AppleScript::Object& object);                         // -10003
+[[noreturn]] void cannotMake(const Making& making);                                        // -10000: not there
+[[noreturn]] void cannotMakeWith(const std::string& label, const std::string& className);  // -10006
 
 }  // namespace DesktopValues

@@ -1,7 +1,6 @@
 // Mail: the dictionary, the accounts, and the application's commands.
 #include "Platform/linux/apps/Mail.h"
 
-#include <algorithm>
 #include <array>
 
 #include "Platform/Desktop.h"
@@ -271,16 +270,12 @@ void Mail::remove(const Command& command) {
     else if (const auto recipient = std::dynamic_pointer_cast<Recipient>(object))
       recipient->remove();
     else
-      throw ScriptError(ErrorNumber::accessNotAllowed, "Can’t delete " + object->specifier() + ". Access not allowed.");
+      DesktopValues::cannotDelete(*object);
   }
 }
 
 void Mail::move(const Command& command) {
-  const auto to = command.parameter("to");
-  const auto insertion = to ? to->as<std::shared_ptr<const Insertion>>() : nullptr;
-  const auto mailbox = std::dynamic_pointer_cast<Mailbox>(insertion ? (*insertion)->container
-                                                          : to      ? to->object()
-                                                                    : nullptr);
+  const auto mailbox = std::dynamic_pointer_cast<Mailbox>(DesktopValues::place(command.parameter("to")));
   for (const auto& object : DesktopValues::objects(command)) {
     const auto message = std::dynamic_pointer_cast<Message>(object);
     if (!message || !mailbox) DesktopValues::notUnderstood(command);
@@ -321,13 +316,13 @@ ObjectPtr Mail::make(const DesktopValues::Making& making) {
   }
   if (draft && kind.ends_with("recipient")) {
     const auto line = kind == "cc recipient" ? Line::cc : kind == "bcc recipient" ? Line::bcc : Line::to;
-    const auto addressee = std::make_shared<AddresseeText>(AddresseeText{.line = line});
+    const auto addressee = std::make_shared<Addressee>(Addressee{.line = line});
     const auto made = std::make_shared<Recipient>(*this, draft, addressee);
     DesktopValues::setAll(*made, making.properties);
     draft->addressees.push_back(addressee);
     return made;
   }
-  throw ScriptError(ErrorNumber::handlerFailed, "Can’t make a new " + kind + " there.");
+  DesktopValues::cannotMake(making);
 }
 
 /// Nobody can finish them in a window here, so they wait in the drafts for a mail program that has one.

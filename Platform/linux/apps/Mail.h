@@ -151,7 +151,7 @@ class OutgoingText : public DesktopObject {
 /// Somebody whom a message on its way out goes to.
 class Recipient : public DesktopObject {
  public:
-  Recipient(Mail& mail, DraftPtr of, Addressee who);
+  Recipient(Mail& mail, DraftPtr of, AddresseePtr who);
   std::string className() const override;
   std::string specifier() const override;
   bool exists() override;
@@ -161,13 +161,13 @@ class Recipient : public DesktopObject {
 
  private:
   DraftPtr draft_;
-  Addressee addressee_;
+  AddresseePtr addressee_;
 };
 
 /// A file that goes with a message.
 class Attachment : public DesktopObject {
  public:
-  Attachment(Mail& mail, DraftPtr of, AttachedFile file);
+  Attachment(Mail& mail, DraftPtr of, AttachedFilePtr file);
   std::string className() const override { return "attachment"; }
   std::string specifier() const override;
   Value property(std::string_view name) override;
@@ -175,7 +175,7 @@ class Attachment : public DesktopObject {
 
  private:
   DraftPtr draft_;
-  AttachedFile file_;
+  AttachedFilePtr file_;
 };
 
 }  // namespace MailApplication

@@ -24,7 +24,7 @@ namespace MailApplication {
 
 struct Folder;
 
-/// Each color of a flag, by its number from 0 (red) on, is a set of these keywords. So other programs keep it.
+/// By their numbers, from 0 (red) on. On disk a color is a set of keywords, which other mail programs keep too.
 inline constexpr int flagColors = 7;
 
 /// A message of a listing. What is asked of its file and can't be done because it is gone throws ScriptError -1728

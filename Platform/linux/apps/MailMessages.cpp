@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <optional>
 
 #include "Platform/Environment.h"
 #include "Platform/Files.h"

@@ -52,7 +52,7 @@ std::vector<ObjectPtr> OutgoingText::elements(std::string_view) {
 
 // ---- Recipients.
 
-Recipient::Recipient(Mail& mail, DraftPtr of, Addressee who)
+Recipient::Recipient(Mail& mail, DraftPtr of, AddresseePtr who)
     : DesktopObject(mail), draft_(std::move(of)), addressee_(std::move(who)) {}
 
 std::string Recipient::className() const {
@@ -85,7 +85,7 @@ void Recipient::remove() { std::erase(draft_->addressees, addressee_); }
 
 // ---- Attachments.
 
-Attachment::Attachment(Mail& mail, DraftPtr of, AttachedFile file)
+Attachment::Attachment(Mail& mail, DraftPtr of, AttachedFilePtr file)
     : DesktopObject(mail), draft_(std::move(of)), file_(std::move(file)) {}
 
 std::string Attachment::specifier() const {

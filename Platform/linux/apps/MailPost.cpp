@@ -1,6 +1,7 @@
 #include "Platform/linux/apps/MailPost.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <unordered_set>
 
 #include "Platform/Files.h"
@@ -78,7 +79,7 @@ std::string answerSubject(std::string_view prefix, const std::string& subject) {
 
 void add(Draft& draft, Line line, const Mime::Address& person) {
   draft.addressees.push_back(
-      std::make_shared<AddresseeText>(AddresseeText{.line = line, .name = person.name, .address = person.address}));
+      std::make_shared<Addressee>(Addressee{.line = line, .name = person.name, .address = person.address}));
 }
 
 [[noreturn]] void refuseWithoutAddress(Mail& mail, const std::string& account, bool isBroken) {

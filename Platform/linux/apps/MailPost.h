@@ -18,21 +18,21 @@ class Mail;
 
 enum class Line { to, cc, bcc };
 /// Whom a message goes to, as a script gives it: `address` may have a name around it or be several, with commas.
-struct AddresseeText {
+struct Addressee {
   Line line = Line::to;
   std::string name;
   std::string address;
 };
-using Addressee = std::shared_ptr<AddresseeText>;
-using AttachedFile = std::shared_ptr<std::filesystem::path>;
+using AddresseePtr = std::shared_ptr<Addressee>;
+using AttachedFilePtr = std::shared_ptr<std::filesystem::path>;
 
 struct Draft {
   int id = 0;
   std::string subject;
   std::string text;
   bool isVisible = false;
-  std::vector<Addressee> addressees;
-  std::vector<AttachedFile> files;
+  std::vector<AddresseePtr> addressees;
+  std::vector<AttachedFilePtr> files;
 
   /// The account that it is from, by its directory, and the address; empty: the first account that has an address.
   std::string account;

@@ -203,8 +203,8 @@ void Messages::send(const std::string& handle, const std::string& text) {
   SendCommand::send(command, text, {{"TAVRO_MESSAGE_TO", handle}});
   try {
     store_.record(handle, text);
-  } catch (const Error& failure) {
-    SystemLog::error("tavro.desktop", "messages", "A sent message could not be recorded", failure.description());
+  } catch (const std::exception& failure) {
+    SystemLog::error("tavro.desktop", "messages", "A sent message could not be recorded", failure.what());
   }
 }
 

@@ -52,7 +52,7 @@ Dictionary notesDictionary() {
   };
 }
 
-std::string lastName(const std::string& path) { return Text::repairUTF8(path.substr(path.rfind('/') + 1)); }
+std::string lastPart(const std::string& path) { return Text::repairUTF8(path.substr(path.rfind('/') + 1)); }
 
 std::string escapedHtml(std::string_view text) {
   return Text::replaceAll(Text::replaceAll(Text::replaceAll(text, "&", "&amp;"), "<", "&lt;"), ">", "&gt;");
@@ -150,7 +150,7 @@ class Note : public StoredObject {
       return work();
     } catch (const FileFailure& failure) {
       if (failure.errorNumber() != ENOENT) throw;
-      throw ScriptError(ErrorNumber::noSuchObject, "Can’t get " + specifier() + ".");
+      DesktopValues::cannotGet(*this);
     }
   }
 };
@@ -178,7 +178,7 @@ class Account : public StoredObject {
 };
 
 Value Attachment::property(std::string_view name) {
-  if (name == "name") return isEmbedded() ? "picture" : lastName(source_);
+  if (name == "name") return isEmbedded() ? "picture" : lastPart(source_);
   if (name == "id") return Text::repairUTF8(path);
   if (name == "container") return ObjectPtr(std::make_shared<Note>(notes_, note_));
   if (name == "content identifier") return source_;
@@ -198,7 +198,7 @@ Value Note::read(std::string_view name) {
 }
 
 Value Folder::property(std::string_view name) {
-  if (name == "name") return lastName(path);
+  if (name == "name") return lastPart(path);
   if (name == "id") return Text::repairUTF8(path);
   if (name == "shared") return false;
   const auto parent = path.substr(0, path.rfind('/'));  // container
@@ -276,11 +276,7 @@ Value Notes::execute(const Command& command) {
     return {};
   }
   if (command.name == "move") {
-    const auto to = command.parameter("to");
-    const auto insertion = to ? to->as<std::shared_ptr<const Insertion>>() : nullptr;
-    const auto folder = std::dynamic_pointer_cast<Folder>(insertion ? (*insertion)->container
-                                                          : to      ? to->object()
-                                                                    : nullptr);
+    const auto folder = std::dynamic_pointer_cast<Folder>(DesktopValues::place(command.parameter("to")));
     for (const auto& object : DesktopValues::objects(command)) {
       const auto note = std::dynamic_pointer_cast<Note>(object);
       if (!note || !folder) DesktopValues::notUnderstood(command);
@@ -300,7 +296,7 @@ std::string bodyOfNewNote(const Record& properties) {
     else if (label == "body")
       body = asText(value);
     else
-      throw ScriptError(ErrorNumber::cannotSet, "Can’t set " + label + " of a new note.");
+      DesktopValues::cannotMakeWith(label, "note");
   }
   return title + body;
 }
@@ -313,12 +309,10 @@ ObjectPtr Notes::make(const DesktopValues::Making& making) {
     return std::make_shared<Note>(*this, store.createNote(folder, bodyOfNewNote(making.properties)));
   }
   if (making.className == "folder") {
-    const auto name = std::find_if(making.properties.begin(), making.properties.end(),
-                                   [](const auto& p) { return p.first == "name"; });
-    return std::make_shared<Folder>(
-        *this, store.createFolder(path, name == making.properties.end() ? "New Folder" : asText(name->second)));
+    const auto* name = DesktopValues::nameAlone(making);
+    return std::make_shared<Folder>(*this, store.createFolder(path, name ? asText(*name) : "New Folder"));
   }
-  throw ScriptError(ErrorNumber::handlerFailed, "Can’t make a new " + making.className + ".");
+  DesktopValues::cannotMake(making);
 }
 
 void Notes::remove(const ObjectPtr& object) {
@@ -327,7 +321,7 @@ void Notes::remove(const ObjectPtr& object) {
   } else if (const auto folder = std::dynamic_pointer_cast<Folder>(object)) {
     store.removeFolder(folder->path);
   } else {
-    throw ScriptError(ErrorNumber::accessNotAllowed, "Can’t delete " + object->specifier() + ". Access not allowed.");
+    DesktopValues::cannotDelete(*object);
   }
 }
 

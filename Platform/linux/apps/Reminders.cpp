@@ -1,4 +1,7 @@
 // Reminders: lists hold reminders, all of them in the CalendarStore. There is one account, which holds all lists.
+#include <algorithm>
+#include <optional>
+
 #include "Platform/Desktop.h"
 #include "Platform/linux/apps/Applications.h"
 #include "Platform/linux/apps/CalendarShelf.h"
@@ -161,7 +164,7 @@ class ReminderObject : public DesktopObject {
 
   Value property(std::string_view name) override;
   void setProperty(std::string_view name, const Value& value) override {
-    if (!exists()) cannotGet(*this);
+    if (!exists()) DesktopValues::cannotGet(*this);
     auto changed = reminder->stored;
     set(changed, name, value);
     reminder->stored = reminders_.store.save(changed);
@@ -187,7 +190,7 @@ class AccountObject : public DesktopObject {
 };
 
 Value ListObject::property(std::string_view name) {
-  if (list->isGone) cannotGet(*this);
+  if (list->isGone) DesktopValues::cannotGet(*this);
   if (name == "name") return list->collection.title;
   if (name == "id") return Text::repairUTF8(list->collection.id);
   if (name == "container") return ObjectPtr(std::make_shared<AccountObject>(reminders_));
@@ -196,7 +199,7 @@ Value ListObject::property(std::string_view name) {
 }
 
 std::vector<ObjectPtr> ListObject::elements(std::string_view) {
-  if (list->isGone) cannotGet(*this);
+  if (list->isGone) DesktopValues::cannotGet(*this);
   std::vector<ObjectPtr> found;
   const auto& all = reminders_.reminders(*list);
   found.reserve(all.size());
@@ -205,7 +208,7 @@ std::vector<ObjectPtr> ListObject::elements(std::string_view) {
 }
 
 Value ReminderObject::property(std::string_view name) {
-  if (!exists()) cannotGet(*this);
+  if (!exists()) DesktopValues::cannotGet(*this);
   const auto& stored = reminder->stored;
   if (name == "name") return stored.title.value_or("");
   if (name == "id") return reminder->id;
@@ -275,25 +278,23 @@ ListPtr Reminders::addList(const std::string& title) {
 
 ObjectPtr Reminders::make(const DesktopValues::Making& making) {
   if (making.className == "list") {
-    std::string name;
-    for (const auto& [label, value] : making.properties)
-      label == "name" ? void(name = title(value, "list")) : cannotMakeWith(label, "list");
-    return std::make_shared<ListObject>(*this, addList(name.empty() ? "New List" : name));
+    const auto* name = DesktopValues::nameAlone(making);
+    return std::make_shared<ListObject>(*this, addList(name ? title(*name, "list") : "New List"));
   }
   if (making.className != "reminder" || std::dynamic_pointer_cast<ReminderObject>(making.place))
-    throw ScriptError(ErrorNumber::handlerFailed, "Can’t make a new " + making.className + " there.");
+    DesktopValues::cannotMake(making);
   CalendarStore::Reminder reminder;
   for (const auto& [label, value] : making.properties)
-    if (!set(reminder, label, value)) cannotMakeWith(label, "reminder");
+    if (!set(reminder, label, value)) DesktopValues::cannotMakeWith(label, "reminder");
   const auto place = std::dynamic_pointer_cast<ListObject>(making.place);
   const auto list = place ? place->list : defaultList();
-  if (list->isGone) cannotGet(*making.place);
+  if (list->isGone) DesktopValues::cannotGet(*making.place);
   reminder.place.collection = list->collection.id;
   return std::make_shared<ReminderObject>(*this, list, list->add(store.add(reminder)));
 }
 
 void Reminders::remove(const ObjectPtr& object) {
-  if (!object->exists()) cannotGet(*object);
+  if (!object->exists()) DesktopValues::cannotGet(*object);
   if (const auto reminder = std::dynamic_pointer_cast<ReminderObject>(object)) {
     store.remove({reminder->reminder->stored}, {});
     reminder->in->remove(reminder->reminder);
@@ -302,7 +303,7 @@ void Reminders::remove(const ObjectPtr& object) {
     list->list->isGone = true;
     std::erase(*lists_, list->list);
   } else {
-    throw ScriptError(ErrorNumber::accessNotAllowed, "Can’t delete " + object->specifier() + ". Access not allowed.");
+    DesktopValues::cannotDelete(*object);
   }
 }
 

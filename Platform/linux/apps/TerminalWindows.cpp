@@ -153,7 +153,7 @@ Value TerminalApplication::execute(const Command& command) {
   if (!closes && command.name != "select") DesktopValues::notUnderstood(command);
   for (const auto& object : DesktopValues::objects(command)) {
     const auto& session = sessionOf(*object);
-    if (!object->exists()) throw ScriptError(ErrorNumber::noSuchObject, "Can’t get " + object->specifier() + ".");
+    if (!object->exists()) DesktopValues::cannotGet(*object);
     closes ? static_cast<void>(TerminalSessions::close(session)) : TerminalSessions::bringToFront(session);
   }
   return {};
