@@ -64,6 +64,13 @@ TEST(VCard, writesOnlyTheLineThatIsEdited) {
   EXPECT_EQ(file.cards[0]->find("NOTE")->text(), "a,b;c\nd\\");
 }
 
+TEST(VCard, takesNoLineOfAGroupForTheBeginningOrEndOfACard) {
+  auto file = VCard::parse("BEGIN:VCARD\nitem1.BEGIN:VCARD\nitem1.EMAIL:a@b\nitem1.END:VCARD\nEND:VCARD\n");
+  auto& card = *file.cards.at(0);
+  card.remove(card.find("EMAIL"));
+  EXPECT_EQ(file.bytes(), "BEGIN:VCARD\nEND:VCARD\n");
+}
+
 TEST(VCard, foldsLongLinesBetweenCharacters) {
   std::string text;
   for (int i = 0; i < 100; ++i) text += "😀é€";

@@ -140,7 +140,7 @@ Line make(string_view name, string_view parameters, string_view escapedValue, st
 }
 
 bool isMark(const Line& line, string_view mark, string_view what) {
-  return line.name == mark && Text::equalIgnoringCase(Text::trim(line.value()), what);
+  return line.name == mark && line.group.empty() && Text::equalIgnoringCase(Text::trim(line.value()), what);
 }
 
 void Line::setValue(string_view escapedValue, string_view lineEnd) {

@@ -34,7 +34,7 @@ struct Line {
 std::string_view take(std::string_view bytes, std::size_t& at);
 Line parse(std::string_view raw);
 Line make(std::string_view name, std::string_view parameters, std::string_view escapedValue, std::string_view lineEnd);
-/// A line that says BEGIN or END of something: is it of `what`?
+/// A line that says BEGIN or END of something: is it of `what`? A mark has no group, or it could go with one.
 bool isMark(const Line& line, std::string_view mark, std::string_view what);
 
 std::string uppercase(std::string_view text);  // of ASCII letters
