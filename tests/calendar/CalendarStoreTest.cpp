@@ -210,6 +210,11 @@ TEST_F(CalendarStoreTest, removesTheFileWithItsLastItemOnly) {
   EXPECT_EQ(get("calendars/work/export.ics"), file(other));
   store.remove(events.at(1));
   EXPECT_FALSE(Files::exists(root / "calendars/work/export.ics"));
+  const std::string moved = "BEGIN:VEVENT\nUID:c\nRECURRENCE-ID:20260314T090000\nDTSTART:20260314T110000\nEND:VEVENT\n";
+  const std::string daily = "BEGIN:VEVENT\nUID:c\nDTSTART:20260314T090000\nRRULE:FREQ=DAILY\nEND:VEVENT\n";
+  put("calendars/work/twice.ics", file(daily + moved + moved));  // one occurrence, told of twice
+  store.remove(store.filedEvents("work").at(0));
+  EXPECT_FALSE(Files::exists(root / "calendars/work/twice.ics"));
 }
 
 TEST_F(CalendarStoreTest, neverWritesOverWhatIsDamagedOrChanged) {

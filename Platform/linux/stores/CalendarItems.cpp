@@ -5,7 +5,6 @@
 #include "Platform/Error.h"
 #include "Platform/Text.h"
 #include "Platform/Uuid.h"
-#include "Platform/linux/stores/ICalendarTime.h"
 
 namespace CalendarItems {
 
@@ -28,11 +27,7 @@ Dates::Instant onCalendar(Dates::Instant instant) {
   return std::clamp(instant, Dates::Instant(first), Dates::Instant(last));
 }
 
-std::string utc(Dates::Instant instant) {
-  const auto time = floor<seconds>(onCalendar(instant));
-  return ICalendar::Stamp{.wall = ICalendar::Wall(time.time_since_epoch()), .form = ICalendar::Stamp::Form::utc}
-      .value();
-}
+std::string utc(Dates::Instant instant) { return ICalendar::Stamp::utc(floor<seconds>(onCalendar(instant))).value(); }
 
 std::string clean(std::string text) {
   for (char& c : text)

@@ -13,6 +13,7 @@ namespace CalendarItems {
 
 using ICalendar::Component;
 
+/// Throws the Error for a file that isn't as it was read.
 [[noreturn]] void refuse(const std::filesystem::path& file);
 
 std::string uidOf(const Component& item);

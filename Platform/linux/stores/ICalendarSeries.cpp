@@ -23,10 +23,6 @@ long long sequence(const Component& component) {
   return number && *number >= 0 && *number < 1'000'000'000 ? *number : 0;
 }
 
-std::string utc(Dates::Instant instant) {
-  return Stamp{.wall = Wall(floor<seconds>(instant).time_since_epoch()), .form = Stamp::Form::utc}.value();
-}
-
 /// The end of a rule on the clock that `start` is read from.
 std::optional<Wall> endOf(const Rule& rule, const Stamp& start, Zones& zones, const Component& calendar) {
   if (!rule.until) return std::nullopt;
@@ -68,6 +64,7 @@ std::vector<Series> Series::all(const Component::Pointer& calendar, Zones& zones
 }
 
 bool Series::add(const Component::Pointer& component) {
+  components_.insert(component.get());
   const auto* startLine = component->find("DTSTART");
   const auto start = startLine == nullptr ? std::nullopt : parseStamp(*startLine);
   const auto itsLength = start ? length(*component, *start) : std::nullopt;
@@ -228,16 +225,16 @@ std::vector<Occurrence> Series::overlapping(Dates::Instant from, Dates::Instant 
 
   const auto slack = reach();
   const Span span{masterWall(from) - slack, masterWall(to) + slack};
-  std::map<Dates::Instant, bool> except;
+  std::set<Dates::Instant> except;
   for (const auto& [rule, until] : exceptRules_)
     expand(rule, master_->start.wall, until, span, steps, [&](Wall wall) {
-      if ((steps -= occurrenceSteps) >= 0) except[instant(master_->start.with(wall))] = true;
+      if ((steps -= occurrenceSteps) >= 0) except.insert(instant(master_->start.with(wall)));
     });
-  std::map<Dates::Instant, bool> seen;
+  std::set<Dates::Instant> seen;
   for (const auto& candidate : candidates(span, steps)) {
     if (steps < 0) break;
     const auto begins = instant(candidate.start);
-    if (!seen.emplace(begins, true).second) continue;
+    if (!seen.insert(begins).second) continue;
     if (replacements_.contains(begins) || except.contains(begins) || isExcluded(candidate.start, begins)) continue;
     const auto id = repeats_ ? std::optional(master_->start.with(masterWall(begins))) : std::nullopt;
     if (const auto* entry = turn(begins)) {
@@ -253,7 +250,7 @@ std::vector<Occurrence> Series::overlapping(Dates::Instant from, Dates::Instant 
 // ---- Changing.
 
 void touch(Component& component) {
-  const auto now = utc(Dates::now());
+  const auto now = Stamp::utc(floor<seconds>(Dates::now())).value();
   component.set("DTSTAMP", "", now);
   component.set("LAST-MODIFIED", "", now);
   component.set("SEQUENCE", "", std::to_string(sequence(component) + 1));
@@ -284,11 +281,8 @@ Component& Series::edit(const Occurrence& occurrence) {
 }
 
 void Series::remove(const Occurrence& occurrence) {
-  if (!occurrence.id) {
-    for (const auto* entries : {&replacements_, &turns_})
-      for (const auto& [id, entry] : *entries) calendar_->remove(*entry.component);
-    return calendar_->remove(*occurrence.component);
-  }
+  if (!occurrence.id)
+    return calendar_->removeIf([&](const Component& component) { return components_.contains(&component); });
   const auto own = replacements_.find(idInstant(*occurrence.id));
   if (own != replacements_.end()) calendar_->remove(*own->second.component);
   if (!master_) return calendar_->remove(*occurrence.component);

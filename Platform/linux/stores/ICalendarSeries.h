@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -85,6 +86,7 @@ class Series {
   Component::Pointer calendar_;
   Zones* zones_;
   std::string uid_;
+  std::set<const Component*> components_;  // all of the UID, also those that a newer one stands for
   std::optional<Entry> master_;
   bool repeats_ = false;
   std::vector<std::pair<Rule, std::optional<Wall>>> rules_, exceptRules_;  // with the end on the master's wall

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "Platform/Text.h"
 
@@ -77,6 +78,8 @@ std::optional<ListedStamp> parseListed(string_view value, const std::string& zon
 }
 
 }  // namespace
+
+Stamp Stamp::utc(sys_seconds time) { return {.wall = Wall(time.time_since_epoch()), .form = Form::utc}; }
 
 Stamp Stamp::with(Wall other) const { return {isDate() ? floor<days>(other) : other, form, zone}; }
 

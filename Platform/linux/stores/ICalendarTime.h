@@ -21,6 +21,8 @@ struct Stamp {
   Form form = Form::floating;
   std::string zone = {};  // TZID, of a zoned one
 
+  static Stamp utc(std::chrono::sys_seconds time);
+
   bool isDate() const { return form == Form::date; }
   /// The same form with another time.
   Stamp with(Wall other) const;

@@ -134,7 +134,7 @@ Stamp Zones::stamp(Dates::Instant instant, const Stamp& like, const Component& c
   const auto stamp = like.with(wall(instant, like, calendar));
   const bool isKnown = like.form != Stamp::Form::zoned || find(like.zone, calendar) != nullptr;
   if (stamp.isDate() || (isKnown && this->instant(stamp, calendar) == floor<seconds>(instant))) return stamp;
-  return {.wall = Wall(floor<seconds>(instant).time_since_epoch()), .form = Stamp::Form::utc};
+  return Stamp::utc(floor<seconds>(instant));
 }
 
 void Zones::define(Component& calendar) {
