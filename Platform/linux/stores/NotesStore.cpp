@@ -264,12 +264,12 @@ std::optional<std::string> NotesStore::removeNote(const std::string& note) {
 }
 
 void NotesStore::removeFolder(const std::string& folder) {
-  if (!fs::is_symlink(file(folder))) {  // of a link only the link goes: what it leads to isn't ours to move
+  std::error_code ignored;
+  if (!fs::is_symlink(file(folder), ignored)) {  // of a link only the link goes: what it leads to isn't ours to move
     for (const auto& inner : folders(folder)) removeFolder(inner);
     for (const auto& note : notes(folder)) removeNote(note);
   }
-  std::error_code ignored;  // a folder with files of other programs stays
-  fs::remove(file(folder), ignored);
+  fs::remove(file(folder), ignored);  // one with files of other programs stays
 }
 
 std::string NotesStore::defaultAccount() const {
