@@ -8,6 +8,7 @@
 #include <set>
 #include <thread>
 
+#include "Platform/linux/stores/MaildirName.h"
 #include "tests/maildir/Mailbox.h"
 
 namespace {
@@ -50,7 +51,7 @@ TEST_F(MaildirTest, readsTheNamesThatProgramsWriteAndPassesOverTheRest) {
     ASSERT_TRUE(entry) << row.file;
     EXPECT_EQ(entry->flags, row.flags) << row.file;
     EXPECT_EQ(box.file(*entry), root / "Box" / row.file);
-    const auto delivered = Maildir::delivered(row.unique);
+    const auto delivered = MaildirName::delivered(row.unique);
     EXPECT_EQ(delivered ? delivered->time_since_epoch().count() : 0, row.delivered * 1'000'000) << row.file;
   }
 }

@@ -176,7 +176,8 @@ Dates::Instant modified(const Item& item) {
 void takeHeaders(Item& item, string_view bytes) {
   auto headers = Mime::headers(bytes);
   auto& summary = item.summary;
-  summary.received = Maildir::delivered(summary.entry.unique).value_or(headers.lastReceived.value_or(modified(item)));
+  summary.received =
+      MaildirName::delivered(summary.entry.unique).value_or(headers.lastReceived.value_or(modified(item)));
   summary.sent = headers.date;
   summary.subject = cut(std::move(headers.subject));
   summary.sender = cut(std::move(headers.from));

@@ -315,8 +315,6 @@ fs::path Maildir::file(const Entry& entry) const {
   return directory_ / (entry.isNew ? "new" : "cur") / (entry.unique + entry.info);
 }
 
-std::optional<Dates::Instant> Maildir::delivered(string_view unique) { return MaildirName::delivered(unique); }
-
 Entry Maildir::deliver(string_view bytes, string_view flags, Dates::Instant received) const {
   create();
   auto entry = entryInCur(MaildirName::fresh(received, ",S=" + std::to_string(bytes.size())), flags);
@@ -340,7 +338,7 @@ std::optional<Entry> Maildir::moveTo(const Maildir& destination, const Entry& en
   Entry moved;
   const bool isThere = follow(*this, entry, [&](const Entry& now) {
     if (!Files::exists(file(now))) return false;  // or it would cost the destination keyword letters in vain
-    const auto unique = MaildirName::fresh(delivered(now.unique), MaildirName::sizeParameters(now.unique));
+    const auto unique = MaildirName::fresh(MaildirName::delivered(now.unique), MaildirName::sizeParameters(now.unique));
     moved = entryInCur(unique, translated(now.flags, *this, destination), now.info);
     try {
       return renameTo(file(now), destination.file(moved));

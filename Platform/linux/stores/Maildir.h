@@ -45,9 +45,6 @@ class Maildir {
   /// Where the message was when the entry was made. Whoever finds nothing there asks `find`.
   std::filesystem::path file(const Entry& entry) const;
 
-  /// The time of delivery that a unique name begins with; nothing when it has none.
-  static std::optional<Dates::Instant> delivered(std::string_view unique);
-
   // Changes. Each finds a renamed file again; nothing (or false) when the message is gone. Throw FileFailure, with
   // EBUSY when other programs rename the message faster than we can follow.
 

@@ -30,6 +30,7 @@ std::string infoWithFlags(std::string_view info, const std::string& flags);
 /// The letters of `flags` and `added` less those of `removed`; nothing but letters is taken.
 std::string changedFlags(std::string_view flags, std::string_view added, std::string_view removed);
 
+/// The time of delivery that a unique part begins with; nothing when it has none.
 std::optional<Dates::Instant> delivered(std::string_view unique);
 
 /// A unique part that nobody has had, anywhere. It begins with the time of delivery, if there is one to tell.
