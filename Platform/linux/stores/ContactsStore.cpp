@@ -15,7 +15,6 @@ struct ContactsStore::Book {
   std::string bytes;  // as on disk; empty for a file that isn't there yet
   bool isNew = false;
   VCard::File content = {};
-
   bool hasLostCards = false;
 
   bool hasChanges() const {
@@ -90,9 +89,8 @@ const std::vector<ContactsStore::PersonPtr>& ContactsStore::people() {
 void ContactsStore::load() {
   if (std::exchange(isLoaded_, true)) return;
   for (const auto& name : Files::listIfPossible(root_)) {
-    std::error_code ignored;
     const auto path = root_ / name;
-    if (name.front() == '.' || path.extension() != ".vcf" || !fs::is_regular_file(path, ignored)) continue;
+    if (name.front() == '.' || path.extension() != ".vcf") continue;
     auto bytes = Files::readIfPossible(path);
     if (!bytes) continue;
     auto book = std::make_shared<Book>(Book{.path = path, .bytes = std::move(*bytes)});

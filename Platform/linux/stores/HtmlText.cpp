@@ -7,19 +7,17 @@
 #include <cstdint>
 
 #include "Platform/Text.h"
+#include "Platform/linux/stores/MimeText.h"
 
 namespace {
 
+using Mime::asciiLower;
+using Mime::equalIgnoringAsciiCase;
 using std::string_view;
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f'; }
 bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool equalIgnoringAsciiCase(string_view a, string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) { return lower(x) == lower(y); });
-}
 
 template <std::size_t N>
 bool isOneOf(string_view name, const std::array<string_view, N>& names) {
@@ -160,7 +158,7 @@ void appendCodePoint(std::string& out, std::uint32_t point) {
 
 int digitOf(char c, bool hexadecimal) {
   if (isDigit(c)) return c - '0';
-  const char low = lower(c);
+  const char low = asciiLower(c);
   return hexadecimal && low >= 'a' && low <= 'f' ? low - 'a' + 10 : -1;
 }
 
@@ -169,7 +167,7 @@ std::size_t readReference(string_view text, std::string& out) {
   constexpr std::size_t longestName = 32;
   std::size_t at = 0;
   if (text.substr(0, 1) == "#") {
-    const bool hexadecimal = text.size() > 1 && lower(text[1]) == 'x';
+    const bool hexadecimal = text.size() > 1 && asciiLower(text[1]) == 'x';
     const std::size_t begin = at = hexadecimal ? 2 : 1;
     std::uint32_t point = 0;
     for (int digit = 0; at < text.size() && (digit = digitOf(text[at], hexadecimal)) >= 0; ++at)

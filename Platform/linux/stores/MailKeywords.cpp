@@ -4,6 +4,7 @@
 
 #include "Platform/Files.h"
 #include "Platform/Text.h"
+#include "Platform/linux/stores/MimeText.h"
 #include "Platform/linux/stores/StoreLock.h"
 
 namespace fs = std::filesystem;
@@ -15,11 +16,6 @@ namespace {
 using std::string_view;
 
 fs::path file(const fs::path& mailbox) { return mailbox / "dovecot-keywords"; }
-
-bool equalIgnoringCase(string_view a, string_view b) {
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; };
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](char x, char y) { return lower(x) == lower(y); });
-}
 
 bool isName(string_view name) {
   return !name.empty() &&
@@ -54,16 +50,12 @@ std::optional<char> freeLetter(const Names& names, string_view used) {
 
 }  // namespace
 
-Names read(const fs::path& mailbox) noexcept {
-  std::error_code ignored;
-  if (!fs::is_regular_file(file(mailbox), ignored)) return {};
-  return parse(Files::readIfPossible(file(mailbox)).value_or(""));
-}
+Names read(const fs::path& mailbox) noexcept { return parse(Files::readIfPossible(file(mailbox)).value_or("")); }
 
 std::optional<char> letter(const Names& names, string_view name) {
   if (name.empty()) return std::nullopt;
   for (std::size_t number = 0; number < names.size(); ++number)
-    if (equalIgnoringCase(names[number], name)) return static_cast<char>('a' + number);
+    if (Mime::equalIgnoringAsciiCase(names[number], name)) return static_cast<char>('a' + number);
   return std::nullopt;
 }
 

@@ -11,6 +11,7 @@
 #include "Platform/Files.h"
 #include "Platform/Json.h"
 #include "Platform/Text.h"
+#include "Platform/linux/stores/MimeAddress.h"
 #include "Platform/linux/stores/ModifiedUtf7.h"
 
 namespace fs = std::filesystem;
@@ -25,8 +26,6 @@ using std::string_view;
 std::optional<Json> fields(const fs::path& account) {
   const auto file = account / "account.json";
   if (!Files::exists(file)) return Json::object();
-  std::error_code ignored;
-  if (!fs::is_regular_file(file, ignored)) return std::nullopt;  // a pipe would keep us waiting
   return JsonText::parseObject(Files::readIfPossible(file).value_or(""));
 }
 
@@ -61,20 +60,13 @@ Person person(string_view text) {
   return {.name = std::string(name), .address = std::string(Text::trim(text.substr(open + 1, text.size() - open - 2)))};
 }
 
-bool isAddress(string_view text) {
-  const auto at = text.rfind('@');
-  const bool isOneWord =
-      std::none_of(text.begin(), text.end(), [](char c) { return (c >= 0 && c <= ' ') || c == 127; });
-  return at != string_view::npos && at > 0 && at + 1 < text.size() && isOneWord;
-}
-
 std::vector<Person> people(const Json& object, const std::string& directory) {
   std::vector<Person> people;
   if (const auto found = object.find("emails"); found != object.end())
     for (const auto& value : found->is_array() ? *found : Json::array({*found}))
       if (value.is_string())
-        if (auto one = person(value.get<std::string>()); isAddress(one.address)) people.push_back(std::move(one));
-  if (people.empty() && isAddress(directory)) people.push_back({.name = "", .address = directory});
+        if (auto one = person(value.get<std::string>()); Mime::isAddress(one.address)) people.push_back(std::move(one));
+  if (people.empty() && Mime::isAddress(directory)) people.push_back({.name = "", .address = directory});
   return people;
 }
 

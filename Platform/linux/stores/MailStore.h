@@ -53,9 +53,8 @@ class MailStore {
   /// The account's mailboxes, INBOX first, the others sorted by name. Names on disk are decoded from IMAP's modified
   /// UTF-7 where they are valid in it. Two directories whose names read alike, but for case, get different names. A
   /// role is played by the mailbox that account.json names ("drafts", "sent", "trash", "junk"), else by the first of a
-  /// customary name
-  /// ("Trash", "Deleted Items", ...), else by none. Each directory is visited once, so links may lead anywhere; twelve
-  /// levels down and after 10,000 directories the walk ends.
+  /// customary name ("Trash", "Deleted Items", ...), else by none. Each directory is visited once, so links may lead
+  /// anywhere; twelve levels down and after 10,000 directories the walk ends.
   std::vector<MailboxPlace> mailboxes(const std::string& account) const;
 
   /// The mailbox that plays this part; when there is none, where it will be once `Maildir::create` or a delivery made

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <set>
 #include <variant>
@@ -184,10 +185,7 @@ std::string text(const Json& object, const char* field, const fs::path& file) {
 
 MessagesAccount MessagesAccount::read(const fs::path& file) {
   if (!Files::exists(file)) return {};
-  std::error_code ignored;
-  std::optional<Json> object;
-  if (fs::is_regular_file(file, ignored))  // a pipe would keep us waiting
-    object = JsonText::parseObject(Files::readIfPossible(file).value_or(""));
+  const auto object = JsonText::parseObject(Files::readIfPossible(file).value_or(""));
   if (!object) throw Error(file.string() + " can't be read as a JSON object");
   return {.handle = text(*object, "handle", file), .send = text(*object, "send", file)};
 }

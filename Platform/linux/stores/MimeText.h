@@ -1,4 +1,5 @@
-// Text of a message as UTF-8, whatever charset it claims to be in. Private to the Mime sources.
+// Text of a message as UTF-8, whatever charset it claims to be in, and ASCII without regard to case. For the stores
+// alone.
 #pragma once
 
 #include <string>
