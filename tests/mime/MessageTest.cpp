@@ -182,7 +182,7 @@ TEST_F(MimeMessage, readsEveryBeginningOfAMessage) {
   }
 }
 
-TEST_F(MimeMessage, isNoDirectoryAndNoAbsentFile) {
+TEST_F(MimeMessage, refusesADirectoryAndAFileThatIsGone) {
   TemporaryDirectory directory;
   EXPECT_THROW(Mime::Message(directory.path()), FileFailure);
   EXPECT_THROW(Mime::Message(directory.path() / "gone"), FileFailure);

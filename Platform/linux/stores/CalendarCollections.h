@@ -1,5 +1,5 @@
 // The directories below calendars/ or reminders/: a directory of items each, with a name for people in its file
-// `displayname`. A directory keeps its own name for ever, since synchronisers know it by that.
+// `displayname`. A directory keeps its own name for ever, since synchronizers know it by that.
 #pragma once
 
 #include <filesystem>

@@ -194,8 +194,7 @@ void countDown(Component& todo, ICalendar::Wall from, ICalendar::Wall to) {
   for (auto& part : parts)
     if (ContentLines::uppercase(Text::trim(part)).starts_with("COUNT="))
       part = "COUNT=" + std::to_string(std::max(1, *rule->count - passed));
-  const auto parameters = line->parameters;
-  todo.set("RRULE", parameters, Text::join(parts, ";"));
+  todo.set("RRULE", line->parameters, Text::join(parts, ";"));
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "Platform/linux/stores/ICalendar.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "Platform/Text.h"
 
@@ -17,8 +18,8 @@ const Line* lineOf(const Part& part) {
 
 bool isName(string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) {
-    return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
-           c == '_';  // not in the standard, but in files
+    const bool isOdd = c == '_';  // not in the standard, but in files
+    return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || isOdd;
   });
 }
 
@@ -71,7 +72,7 @@ void Component::setText(string_view name, const std::optional<std::string>& text
 void Component::set(string_view name, string_view parameters, string_view escapedValue) {
   const auto place = lineNamed(name);
   if (place == parts_.end()) return add(name, parameters, escapedValue);
-  *place = ContentLines::make(name, std::string(parameters), escapedValue, lineEnd_);
+  *place = ContentLines::make(name, parameters, escapedValue, lineEnd_);
 }
 
 void Component::add(string_view name, string_view parameters, string_view escapedValue) {

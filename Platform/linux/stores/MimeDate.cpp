@@ -145,7 +145,6 @@ class DateReader {
   }
 
   std::optional<int> year_, month_, day_;
-
   int hour_ = 0, minute_ = 0, second_ = 0;
   int offset_ = 0;  // of the zone from UTC, in minutes
 };
