@@ -6,22 +6,24 @@
 
 namespace {
 
-/// Columns whose loss would widen the rule (who it binds, what it matches) must be readable, or the row
-/// is passed over; an unknown decision asks, and an unknown source is the user.
+/// Columns whose loss would widen the rule (who it binds, what it matches) must be readable, or the row is passed over;
+/// only what is denied may grow. An unknown decision asks, and an unknown source is the user.
 std::optional<PolicyRule> decode(const Row& row) {
   auto id = row.text("id");
   const bool enabled = row.real("enabled") != 0;
   auto account = row.text("account");
   auto toolPattern = row.text("tool_pattern");
   const auto match = row.text("match_json");
-  if (!id || !toolPattern || !match || (!account && !row.isNull("account"))) return std::nullopt;
+  const auto decision = decisionFromRawValue(row.text("decision").value_or("")).value_or(PolicyRule::Decision::ask);
+  const bool isWidened = !match || (!account && !row.isNull("account"));
+  if (!id || !toolPattern || (isWidened && decision != PolicyRule::Decision::deny)) return std::nullopt;
   return PolicyRule{
       .id = std::move(*id),
       .enabled = enabled,
       .account = std::move(account),
       .toolPattern = std::move(*toolPattern),
-      .match = JsonText::parseTexts(*match).value_or(std::map<std::string, std::string>()),
-      .decision = decisionFromRawValue(row.text("decision").value_or("")).value_or(PolicyRule::Decision::ask),
+      .match = JsonText::parseTexts(match.value_or("")).value_or(std::map<std::string, std::string>()),
+      .decision = decision,
       .source = sourceFromRawValue(row.text("source").value_or("")).value_or(PolicyRule::Source::user),
       .createdAt = row.text("created_at").value_or(""),
   };

@@ -129,15 +129,17 @@ TEST_F(StoresTest, passesOverARowThatCantBeReadAndKeepsTheOthers) {
     insert("x'00', 1, NULL, '*', '{}', 'deny', 'user', '8'");
     insert("'accountBlob', 1, x'00', '*', '{}', 'allow', 'user', '7'");
     insert("'matchBlob', 1, NULL, '*', x'7b7d', 'allow', 'user', '7'");
+    insert("'denied', 1, x'00', '*', x'7b7d', 'deny', 'user', '7'");
     insert("'patternBlob', 1, NULL, x'00', '{}', 'allow', 'user', '7'");
     insert("'half', 0.5, NULL, '*', '[1]', 'maybe', 'alien', '6'");
     insert("'nul', 1, NULL, CAST(x'2a00' AS TEXT), '{\"a\":1}', 'deny', 'learned', '5'");
     insert("'bytes', 0, CAST(x'ff' AS TEXT), '*', '{\"a\":\"b\"}', x'00', 'user', x'00'");
   });
   const auto rules = db.rules.all();
-  ASSERT_THAT(ids(rules), testing::UnorderedElementsAre("half", "nul", "bytes"));
+  ASSERT_THAT(ids(rules), testing::UnorderedElementsAre("denied", "half", "nul", "bytes"));
   std::map<std::string, PolicyRule> by;
   for (const auto& found : *rules) by[found.id] = found;
+  EXPECT_EQ(by["denied"].match.size() + by["denied"].account.has_value(), 0u) << "it denies more, not nothing";
   EXPECT_EQ(by["half"], (PolicyRule{.id = "half", .createdAt = "6"}));
   EXPECT_EQ(by["nul"].toolPattern, std::string("*\0", 2));
   EXPECT_EQ(by["nul"].source, PolicyRule::Source::learned);
