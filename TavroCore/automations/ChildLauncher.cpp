@@ -6,12 +6,14 @@
 #include "TavroCore/automations/LoggedChild.h"
 
 void Launchers::runAsChild(const LoopRun& run) {
-  Process::Command command{.program = "/usr/bin/env", .arguments = ClientCommand::of(run, ClientCommand::Place::child)};
-  const auto prompt = std::ranges::find(command.arguments, ClientCommand::prompt);
-  if (prompt == command.arguments.end()) {
-    command.inputFile = run.files.prompt;
+  Process::Command command{.program = "/usr/bin/env",
+                           .arguments = ClientCommand::of(run, ClientCommand::Place::child),
+                           .environment = {{"VENDRY_DONE", run.files.doneMarker}}};
+  const std::string prompt(ClientCommand::prompt);
+  if (std::ranges::count(command.arguments, prompt) > 0) {
+    std::ranges::replace(command.arguments, prompt, Files::readIfPossible(run.files.prompt).value_or(""));
   } else {
-    *prompt = Files::readIfPossible(run.files.prompt).value_or("");
+    command.inputFile = run.files.prompt;
   }
   const int code = LoggedChild::run(run, "background, client=" + run.client, std::move(command));
   run.writeState(code);

@@ -20,7 +20,7 @@ int codeOf(const LoopRun& run, const Process::Command& command) {
 int LoggedChild::run(const LoopRun& run, std::string_view what, Process::Command command) {
   const std::string& name = run.files.name;
   command.log = run.files.log;
-  command.environment = run.environment();
+  command.environment.merge(run.environment());
   command.directory = run.cwd;
   run.log(fmt::format("===== vendry: {} @ {} ({}) =====", name, RunLog::tsLocal(), what));
   const int code = codeOf(run, command);

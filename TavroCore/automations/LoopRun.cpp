@@ -80,7 +80,7 @@ std::string LoopRun::prompt() const {
 }
 
 std::map<std::string, std::string> LoopRun::environment() const {
-  return {{"PATH", searchPath}, {"VENDRY_DONE", files.doneMarker}, {"VENDRY_RUN", files.name}};
+  return {{"PATH", searchPath}, {"VENDRY_RUN", files.name}};
 }
 
 void LoopRun::log(std::string_view line) const noexcept { RunLog::append(files.log, line); }

@@ -30,7 +30,8 @@ struct LoopRun {
   /// What the agent is to do. Throws FileFailure where that is more than 16 MB.
   std::string prompt() const;
 
-  /// What tells the children which run they are in, so that the gate and `tavro auto-done` know it, and their PATH.
+  /// What tells the children which run they are in, so that the gate knows it, and their PATH. An agent's also have
+  /// VENDRY_DONE.
   std::map<std::string, std::string> environment() const;
 
   void log(std::string_view line) const noexcept;

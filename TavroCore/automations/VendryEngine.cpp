@@ -147,7 +147,12 @@ void add(const AutomationDraft& draft) {
   ensureLayout();
   if (!LoopStore::createRecord(*files, draft.addObject())) throw EngineError::alreadyExists(draft.name);
   LoopStore::writePrompt(*files, draft.agentPrompt());
-  putEnabled(*files, draft.enabled);
+  try {
+    putEnabled(*files, draft.enabled);
+  } catch (const EngineError&) {  // it would run, and was to be paused
+    attempt([&] { Files::remove(files->record); });
+    throw;
+  }
   syncOne(draft.name);
 }
 

@@ -55,38 +55,32 @@ std::string endOfLog(const LoopRun& run) {
   return Text::replaceAll(RunLog::lastLines(run.files.log, 40, most).value_or(""), std::string_view("\0", 1), "");
 }
 
-/// The argument with the mail's body: a file, for the log's lines may be long. Nothing on a full disk.
-std::optional<std::string> longBody(const LoopRun& run, int code) {
+/// The argument with the mail's body: a file, for the log's lines may be long. On a full disk the first line alone,
+/// which is better than none.
+std::string bodyOf(const LoopRun& run, int code) {
+  const std::string what = whatFailed(run, code);
   try {
-    Files::replace(run.files.failTail, whatFailed(run, code) + "\n\nLast lines of the log:\n\n" + endOfLog(run) + "\n");
+    Files::replace(run.files.failTail, what + "\n\nLast lines of the log:\n\n" + endOfLog(run) + "\n");
     return "body-file=" + run.files.failTail.native();
   } catch (const FileFailure&) {
-    return std::nullopt;
+    return "body=" + what;
   }
 }
 
-/// Through the gate, like any other. The exit status of `tavro run`; -1 when it can't be started.
-int sendMail(const LoopRun& run, int code, const std::string& body) {
-  const std::string subject = "[vendry] " + run.files.name + " failed (exit " + std::to_string(code) + ")";
-  try {
-    return Process::run({.program = VendryEngine::tavroBinaryForLaunchd(),
-                         .arguments = {"run", "mail.notify", "subject=" + subject, body},
-                         .output = Process::Output::discard,
-                         .errors = Process::Output::discard,
-                         .environment = run.environment()})
-        .status.shellCode();
-  } catch (const Process::LaunchFailure&) {
-    return -1;
-  }
-}
-
-/// A mail to the owner; its first line alone is better than none.
+/// A mail to the owner, through the gate like any other. Once: what failed may have been sent all the same.
 void notifyFail(const LoopRun& run, int code) {
-  constexpr int sent = 0, waitsForTheOwner = 3, denied = 4;
-  const auto body = longBody(run, code);
-  int status = body ? sendMail(run, code, *body) : -1;
-  if (status != sent && status != waitsForTheOwner && status != denied)
-    status = sendMail(run, code, "body=" + whatFailed(run, code));
+  constexpr int sent = 0, waitsForTheOwner = 3;
+  const std::string subject = "[vendry] " + run.files.name + " failed (exit " + std::to_string(code) + ")";
+  int status = -1;
+  try {
+    status = Process::run({.program = VendryEngine::tavroBinaryForLaunchd(),
+                           .arguments = {"run", "mail.notify", "subject=" + subject, bodyOf(run, code)},
+                           .output = Process::Output::discard,
+                           .errors = Process::Output::discard,
+                           .environment = run.environment()})
+                 .status.shellCode();
+  } catch (const Process::LaunchFailure&) {  // stays at -1
+  }
   if (status != sent && status != waitsForTheOwner)
     run.logEvent("failure mail not sent (exit " + std::to_string(status) + ")");
 }

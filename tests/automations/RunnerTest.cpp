@@ -67,6 +67,7 @@ TEST_F(RunnerTest, tellsAScriptAndItsMailWhichRunTheyAreIn) {
     EXPECT_TRUE(body.find('\0') == body.npos && body.size() < Process::longestArgument) << body.size();
     EXPECT_THAT(log(name), HasSubstr("failure mail not sent"));
   }
+  EXPECT_EQ(audit().size(), 3u) << "what may have been sent isn't sent again";
 }
 
 TEST_F(RunnerTest, putsALargeLogAsideAndReadsItsEnd) {
