@@ -35,7 +35,7 @@ std::filesystem::path expandTilde(std::string_view text);
 std::filesystem::path temporaryDirectory();
 
 /// Per-user data and settings of applications: XDG_DATA_HOME and XDG_CONFIG_HOME when they are absolute paths, else
-/// ~/.local/share and ~/.config (XDG Base Directory Specification 0.8).
+/// ~/.local/share and ~/.config (XDG base directories 0.8, freedesktop.org).
 std::filesystem::path userDataDirectory();
 std::filesystem::path userConfigDirectory();
 

@@ -1,4 +1,4 @@
-// Has the desktop's session start launchd at login, by an entry of the XDG Autostart Specification.
+// Has the desktop's session start launchd at login, by an entry as XDG Autostart (freedesktop.org) has it.
 #pragma once
 
 namespace Autostart {
