@@ -14,8 +14,8 @@ namespace {
 
 std::filesystem::path file() { return Environment::userConfigDirectory() / "autostart/tavro-launchd.desktop"; }
 
-/// An argument of an Exec line (Desktop Entries of freedesktop.org): escaped for its quotes, then as a text of the file, in
-/// which a backslash is two; "%" is a field code.
+/// An argument of an Exec line (Desktop Entries of freedesktop.org): escaped for its quotes, then as a text of the
+/// file, in which a backslash is two; "%" is a field code.
 std::string argument(std::string text) {
   for (const char* mark : {"\\", "\"", "`", "$"}) text = Text::replaceAll(text, mark, std::string("\\") + mark);
   text = Text::replaceAll(Text::replaceAll(text, "\\", "\\\\"), "%", "%%");
