@@ -159,12 +159,13 @@ class Attributes {
 };
 
 using Clock = std::chrono::steady_clock;
-using Deadline = std::optional<Clock::time_point>;
+using Deadline = Clock::time_point;
+constexpr Deadline never = Deadline::max();
 
 /// As poll takes it.
-int millisecondsTo(const Deadline& deadline) {
-  if (!deadline) return -1;
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now()).count();
+int millisecondsTo(Deadline deadline) {
+  if (deadline == never) return -1;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
   return static_cast<int>(std::clamp<decltype(left)>(left, 0, 1'000'000'000));
 }
 
@@ -191,8 +192,8 @@ class Child {
     throw LaunchFailure(Stage::spawn, failure, command.program.native());
   }
 
-  Status wait(const Deadline& deadline = std::nullopt) noexcept {
-    if (deadline && !endsBefore(deadline)) kill(id_, SIGKILL);
+  Status wait(Deadline deadline = never) noexcept {
+    if (deadline != never && !endsBefore(deadline)) kill(id_, SIGKILL);
     int status = 0;
     const pid_t reaped = uninterrupted([&] { return waitpid(id_, &status, 0); });
     id_ = 0;
@@ -203,7 +204,7 @@ class Child {
   }
 
  private:
-  bool endsBefore(const Deadline& deadline) const noexcept {
+  bool endsBefore(Deadline deadline) const noexcept {
     const Descriptor child(static_cast<int>(syscall(SYS_pidfd_open, id_, 0)));
     pollfd end{child.number(), POLLIN, 0};
     return uninterrupted([&] { return poll(&end, 1, millisecondsTo(deadline)); }) > 0;
@@ -233,7 +234,7 @@ void feed(Descriptor& pipe, std::string_view& rest) {
 
 /// All three at once: a child may fill one output while it waits for input or for the other's reader.
 void exchange(Descriptor& input, std::string_view text, Descriptor& output, Descriptor& errors, Result& result,
-              const Deadline& deadline) {
+              Deadline deadline) {
   while (input.isOpen() || output.isOpen() || errors.isOpen()) {
     // poll passes over the closed ones, whose number is -1.
     std::array<pollfd, 3> ends{
@@ -324,7 +325,7 @@ Result run(const Command& command) {
   Pipe errors = connectOutput(command, command.errors, log, 2, actions);
   if (command.directory) actions.enter(*command.directory);
   actions.closeTheRest();
-  const Deadline deadline = command.limit ? Deadline(Clock::now() + *command.limit) : std::nullopt;
+  const Deadline deadline = command.limit ? Clock::now() + *command.limit : never;
   child.start(command, actions);
   input.read.close();
   output.write.close();
